@@ -1,0 +1,125 @@
+/*
+ * cvpingui.h - the PIN user-interface library of the Corvana smart-card middleware.
+ *
+ * Load cv.corvana.gui.pin.dll and call these functions on a thread that may show windows.
+ * Each call shows one modal dialog on the calling thread and returns when the user is done.
+ * All strings are UTF-16. Every function returns a status and never throws.
+ *
+ * Secrets: a PIN returned to the caller lives in a buffer of the library; release it with
+ * FreeGetPinBuffer, which overwrites it before freeing.
+ *
+ * Prompts are one at a time per process: a PIN prompt (GetPINFromUser, ShowPINAlwaysPrompt)
+ * or a PIN-pad prompt (ShowKeyPadPrompt, ShowKeyPadChgPinPrompt) opened while another of the
+ * same kind is open is refused with CVPIN_FAILED.
+ */
+#ifndef CVPINGUI_H
+#define CVPINGUI_H
+
+#include <stddef.h>
+#include <windows.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* Results of the PIN prompts. */
+#define CVPIN_OK 0
+#define CVPIN_FAILED (-1) /* cancelled, refused, session locked, card removed, out of memory */
+
+/* Called on the dialog's thread every timerPeriodMs while a PIN prompt is open. */
+typedef void(WINAPI* TimerCallback)(void* context);
+
+/* The PIN rules of a card, as the PIN change and the unlock dialogs apply them. */
+typedef struct PwdRuleArgs {
+    int bPreventAlphaPIN;      /* non-zero: digits only */
+    int bAllowWeakPIN;         /* zero: weak PINs (repeated or sequential) are refused */
+    int bPreventSamePIN;       /* non-zero: the new PIN must differ from the current one */
+    unsigned int dwMinPINLen;  /* 0xFFFFFFFF: no minimum */
+    unsigned int dwMaxPINLen;  /* 0xFFFFFFFF: no maximum */
+    int bDisableCancel;        /* non-zero: the PIN change cannot be cancelled */
+} PwdRuleArgs;
+
+#define CVPIN_NO_LENGTH_RULE 0xFFFFFFFFu
+
+/*
+ * Asks for the PIN of the card in readerName.
+ * displayLastPINTry  non-zero: warn first that this is the last try (see DisplayLastPINTry).
+ * min/maxPinLength   the length limits; the settings Corvana.PINPolicies.PreventSmallPINEntry
+ *                    and Corvana.PINPolicies.EnableLargePINEntry decide which of them apply.
+ * pinBuffer, pinLength  out: the PIN in the ANSI code page, not terminated; NULL and 0 for an
+ *                    empty PIN. Release with FreeGetPinBuffer(*pinBuffer, *pinLength).
+ * callback           optional, called every timerPeriodMs while the dialog is open.
+ * Returns CVPIN_OK, or CVPIN_FAILED when cancelled, refused, locked or the card was removed.
+ */
+int WINAPI GetPINFromUser(HWND hParent, const wchar_t* readerName, int displayLastPINTry,
+                          unsigned minPinLength, unsigned maxPinLength, char** pinBuffer,
+                          unsigned* pinLength, TimerCallback callback, void* callbackContext,
+                          unsigned timerPeriodMs);
+
+/* Overwrites size bytes of buffer with zeros and frees it. NULL is allowed. */
+void WINAPI FreeGetPinBuffer(void* buffer, size_t size);
+
+/* Kept for callers of an older interface; does nothing. */
+void WINAPI FreeReaderNameBuffer(void* buffer);
+
+/* Shows the "last try" warning for the reader: CVPIN_OK when the user goes on, else CVPIN_FAILED. */
+int WINAPI DisplayLastPINTry(const wchar_t* readerName);
+
+/* Text of a caller error code (1-12, 14, 23). Other codes return the previous text unchanged.
+ * The pointer stays valid until the next call; not thread-safe. */
+const wchar_t* WINAPI GetErrorString(int code);
+
+/* Replaces the prompt text of GetPINFromUser for every later call; NULL restores the default. */
+void WINAPI SetPinPromptString(const wchar_t* text);
+
+/* "Enter your PIN on the reader" while the reader's PIN pad is in use. Always returns
+ * CVPIN_FAILED (or the answer of the last-try warning when it declines); the caller closes
+ * the prompt from another thread with CancelKeyPadPrompt when the card has answered. */
+int WINAPI ShowKeyPadPrompt(HWND hParent, const wchar_t* readerName, const wchar_t* prompt,
+                            int displayLastPINTry, TimerCallback callback, void* context,
+                            unsigned periodMs);
+void WINAPI CancelKeyPadPrompt(void);
+
+/* The same for a PIN change on the pad; secondStep selects the wording for the new PIN. */
+int WINAPI ShowKeyPadChgPinPrompt(HWND hParent, const wchar_t* readerName, const wchar_t* prompt,
+                                  BOOL secondStep, char displayLastPINTry, TimerCallback callback,
+                                  void* context, unsigned periodMs);
+void WINAPI CancelKeyPadChgPinPrompt(void);
+
+/* Confirmation before a PIN-always operation: CVPIN_OK when confirmed. */
+int WINAPI ShowPINAlwaysPrompt(HWND hParent, const wchar_t* readerName);
+
+/* The About box; text is shown in it. Returns the dialog's result. */
+INT_PTR WINAPI ShowAbout(unsigned flags, const wchar_t* text);
+
+/* For MFC hosts: an extension-library record for this module (owned by the host). */
+void* WINAPI InitGUIDll(void);
+
+/* --- Host integration ------------------------------------------------------------------ */
+
+/* Event ids and sources of the library's event bus. */
+#define CVPIN_EVENT_SESSION_STATE 10001
+#define CVPIN_EVENT_CARD_REMOVED 10002
+#define CVPIN_SESSION_LOCKING 10060
+#define CVPIN_SESSION_LOCKING_2 10065
+/* {E9F60E34-E16C-4C33-A5F0-AA46DB99CA32}: card events, with the reader name */
+/* {F0C38807-4D99-4004-8C00-7C1EA149235D}: session-state events, with the code */
+
+/*
+ * Delivers one event to every current subscriber of (eventId, source), on the calling thread.
+ * Returns how many subscribers it reached, or -1 for a null source. Open dialogs react by
+ * closing: a card removal (10002, reader name) closes the prompts of that reader; a session
+ * event with code 10060 or 10065 closes every prompt.
+ */
+int WINAPI CVPinGuiPublishEvent(int eventId, const GUID* source, int code, const wchar_t* readerName);
+
+/* Replaces the session-state source (WTS). The provider writes 0 to *state when the session
+ * is locked. NULL restores the built-in source. */
+typedef int(WINAPI* CVPinGuiSessionStateProvider)(unsigned* state);
+void WINAPI CVPinGuiSetSessionStateProvider(CVPinGuiSessionStateProvider provider);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif /* CVPINGUI_H */
