@@ -1,0 +1,173 @@
+// The default log sink: appends UTF-8 lines to a file that several processes may share.
+#include "services/log_win.h"
+
+#include "services/log.h"
+#include "services/settings.h"
+
+#include <windows.h>
+#include <shlobj.h>
+
+#include <atomic>
+#include <cstdio>
+#include <mutex>
+#include <string>
+
+namespace {
+
+const wchar_t kFileSetting[] = L"Corvana.Logging.File";
+const wchar_t kLevelsSetting[] = L"Corvana.Logging.Levels";
+const wchar_t kDefaultRelativePath[] = L"\\Lumetra\\Corvana\\Logs\\cvpingui.log";
+constexpr unsigned kDefaultLevels = 0x1; // errors only
+// Every log call, also the disabled entry and exit lines, passes here; reading the registry
+// each time would cost more than the dialogs' own work. A change applies within this delay.
+constexpr ULONGLONG kRefreshMs = 1000;
+
+// The bit of a level in "Corvana.Logging.Levels"; 0 for levels that have none.
+unsigned LevelBit(int level) {
+    switch (level) {
+    case CVLOG_ERROR:
+        return 0x1;
+    case CVLOG_INFO:
+        return 0x2;
+    case CVLOG_DETAIL:
+        return 0x4;
+    case CVLOG_ENTRY:
+        return 0x8;
+    case CVLOG_EXIT:
+        return 0x10;
+    default:
+        return 0;
+    }
+}
+
+std::wstring DefaultLogPath() {
+    wchar_t folder[MAX_PATH + 1];
+    DWORD length = GetEnvironmentVariableW(L"LOCALAPPDATA", folder, MAX_PATH + 1);
+    if (length > 0 && length <= MAX_PATH) return std::wstring(folder, length) + kDefaultRelativePath;
+    // Accounts without a profile environment (services) still have a known folder.
+    PWSTR known = nullptr;
+    std::wstring path;
+    if (SUCCEEDED(SHGetKnownFolderPath(FOLDERID_LocalAppData, 0, nullptr, &known)) && known)
+        path = std::wstring(known) + kDefaultRelativePath;
+    CoTaskMemFree(known);
+    return path;
+}
+
+// Creates every missing folder above the file; failures show up when the file is opened.
+void CreateParentFolders(const std::wstring& file) {
+    for (size_t i = 1; i < file.size(); ++i) {
+        if (file[i] != L'\\' && file[i] != L'/') continue;
+        if (file[i - 1] == L':' || file[i - 1] == L'\\' || file[i - 1] == L'/') continue;
+        CreateDirectoryW(file.substr(0, i).c_str(), nullptr);
+    }
+}
+
+HANDLE OpenForAppend(const std::wstring& path) {
+    return CreateFileW(path.c_str(), FILE_APPEND_DATA, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                       nullptr, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+}
+
+void AppendUtf8(std::string& out, const wchar_t* text) {
+    int textLength = static_cast<int>(wcslen(text));
+    if (textLength == 0) return;
+    int bytes = WideCharToMultiByte(CP_UTF8, 0, text, textLength, nullptr, 0, nullptr, nullptr);
+    if (bytes <= 0) return;
+    size_t at = out.size();
+    out.resize(at + bytes);
+    WideCharToMultiByte(CP_UTF8, 0, text, textLength, &out[at], bytes, nullptr, nullptr);
+}
+
+class FileLogSink : public ILogSink {
+  public:
+    void Write(const wchar_t* tag, int level, const wchar_t* line) override {
+        // Callers log a failure before they return GetLastError(): keep it as it was.
+        const DWORD lastError = GetLastError();
+        // A host's settings store that logs would come back here while the lock is held.
+        static thread_local bool busy = false;
+        if (!busy) {
+            busy = true;
+            try {
+                WriteLine(tag ? tag : L"", level, line ? line : L"");
+            } catch (...) {
+                // Logging never takes the caller down, not even when memory runs out.
+            }
+            busy = false;
+        }
+        SetLastError(lastError);
+    }
+
+    void Reload() { m_loadedAt.store(0); }
+
+  private:
+    void WriteLine(const wchar_t* tag, int level, const wchar_t* line) {
+        RefreshIfStale();
+        unsigned bit = LevelBit(level);
+        if (!(m_levels.load() & bit)) return;
+
+        SYSTEMTIME now;
+        GetLocalTime(&now);
+        char head[96];
+        snprintf(head, sizeof head, "%04u-%02u-%02u %02u:%02u:%02u.%03u %lu %lu ", now.wYear, now.wMonth,
+                 now.wDay, now.wHour, now.wMinute, now.wSecond, now.wMilliseconds,
+                 static_cast<unsigned long>(GetCurrentProcessId()),
+                 static_cast<unsigned long>(GetCurrentThreadId()));
+        std::string text(head);
+        AppendUtf8(text, tag);
+        text += ' ';
+        text += std::to_string(level);
+        text += ' ';
+        AppendUtf8(text, line);
+        text += "\r\n";
+
+        std::lock_guard<std::mutex> lock(m_mutex);
+        if (m_path.empty()) return;
+        // Opened for each line: another process may append in between, and the file may be
+        // moved away or deleted at any time without stopping the logging.
+        HANDLE file = OpenForAppend(m_path);
+        if (file == INVALID_HANDLE_VALUE && GetLastError() == ERROR_PATH_NOT_FOUND) {
+            CreateParentFolders(m_path);
+            file = OpenForAppend(m_path);
+        }
+        if (file == INVALID_HANDLE_VALUE) return;
+        DWORD written = 0;
+        WriteFile(file, text.data(), static_cast<DWORD>(text.size()), &written, nullptr);
+        CloseHandle(file);
+    }
+
+    void RefreshIfStale() {
+        ULONGLONG now = GetTickCount64();
+        ULONGLONG loadedAt = m_loadedAt.load();
+        if (loadedAt != 0 && now - loadedAt < kRefreshMs) return;
+
+        std::lock_guard<std::mutex> lock(m_mutex);
+        loadedAt = m_loadedAt.load();
+        if (loadedAt != 0 && now - loadedAt < kRefreshMs) return;
+        std::wstring path;
+        if (!ReadStringSetting(kFileSetting, path) || path.empty()) path = DefaultLogPath();
+        long long levels = ReadIntegerSetting(kLevelsSetting, kDefaultLevels);
+        m_path.swap(path);
+        m_levels.store(static_cast<unsigned>(levels));
+        m_loadedAt.store(now ? now : 1);
+    }
+
+    std::mutex m_mutex; // guards m_path and the file
+    std::wstring m_path;
+    std::atomic<unsigned> m_levels{kDefaultLevels};
+    std::atomic<ULONGLONG> m_loadedAt{0}; // 0: never loaded, or a reload was asked for
+};
+
+// Never destroyed: static destructors of other objects may still log while the module unloads.
+FileLogSink& TheFileSink() {
+    static FileLogSink* sink = new FileLogSink;
+    return *sink;
+}
+
+} // namespace
+
+ILogSink* DefaultLogSink() {
+    return &TheFileSink();
+}
+
+void ReloadLogSettings() {
+    TheFileSink().Reload();
+}
