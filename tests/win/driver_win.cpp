@@ -1,0 +1,139 @@
+#include "driver_win.h"
+#include <chrono>
+#include "cvpingui.h"
+
+namespace drv {
+
+namespace {
+const wchar_t kSettingsKey[] = L"Software\\Lumetra\\Corvana";
+const GUID kCardEvents = {0xE9F60E34, 0xE16C, 0x4C33, {0xA5, 0xF0, 0xAA, 0x46, 0xDB, 0x99, 0xCA, 0x32}};
+const GUID kSessionEvents = {0xF0C38807, 0x4D99, 0x4004, {0x8C, 0x00, 0x7C, 0x1E, 0xA1, 0x49, 0x23, 0x5D}};
+}  // namespace
+
+bool WaitUntil(const std::function<bool()>& cond, int timeoutMs) {
+    auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
+    while (!cond()) {
+        if (std::chrono::steady_clock::now() > end) return false;
+        Sleep(5);  // polling interval, not synchronisation: the condition decides
+    }
+    return true;
+}
+
+Caller::Caller(std::function<int()> call)
+    : m_thread([this, call] {
+          m_threadId.store(GetCurrentThreadId());
+          m_result.store(call());
+          m_done.store(true);
+      }) {
+    WaitUntil([this] { return m_threadId.load() != 0; });
+}
+
+Caller::~Caller() {
+    if (m_thread.joinable()) m_thread.join();
+}
+
+bool Caller::Wait(int timeoutMs) { return WaitUntil([this] { return m_done.load(); }, timeoutMs); }
+
+namespace {
+struct Search {
+    HWND found = nullptr;
+    int visible = 0;
+};
+BOOL CALLBACK FindDialog(HWND hwnd, LPARAM lParam) {
+    auto* s = reinterpret_cast<Search*>(lParam);
+    wchar_t cls[32] = {};
+    GetClassNameW(hwnd, cls, 32);
+    if (IsWindowVisible(hwnd) && wcscmp(cls, L"#32770") == 0) {
+        s->found = hwnd;
+        return FALSE;
+    }
+    return TRUE;
+}
+BOOL CALLBACK CountVisible(HWND hwnd, LPARAM lParam) {
+    if (IsWindowVisible(hwnd)) reinterpret_cast<Search*>(lParam)->visible++;
+    return TRUE;
+}
+}  // namespace
+
+HWND WaitForDialog(const Caller& caller, int timeoutMs) {
+    Search s;
+    WaitUntil(
+        [&] {
+            EnumThreadWindows(caller.ThreadId(), FindDialog, reinterpret_cast<LPARAM>(&s));
+            return s.found != nullptr || caller.Finished();
+        },
+        timeoutMs);
+    return s.found;
+}
+
+int VisibleWindows(DWORD threadId) {
+    Search s;
+    EnumThreadWindows(threadId, CountVisible, reinterpret_cast<LPARAM>(&s));
+    return s.visible;
+}
+
+void TypeChar(HWND edit, wchar_t ch) { SendMessageW(edit, WM_CHAR, ch, 1); }
+
+void TypeText(HWND edit, const wchar_t* text) {
+    for (; *text; ++text) TypeChar(edit, *text);
+}
+
+void Backspace(HWND edit) { SendMessageW(edit, WM_CHAR, VK_BACK, 1); }
+
+void Click(HWND dialog, int id) {
+    HWND button = GetDlgItem(dialog, id);
+    if (button) SendMessageW(button, BM_CLICK, 0, 0);
+}
+
+void PressKey(HWND dialog, UINT vk) {
+    HWND target = GetDlgItem(dialog, 3049);  // the focus is in the PIN field when there is one
+    if (!target) target = dialog;
+    PostMessageW(target, WM_KEYDOWN, vk, 1);
+    PostMessageW(target, WM_KEYUP, vk, 0xC0000001);
+    // A sent message is handled only after the posted ones ahead of it have been dispatched.
+    DWORD_PTR ignored;
+    SendMessageTimeoutW(dialog, WM_NULL, 0, 0, SMTO_BLOCK, 2000, &ignored);
+}
+
+bool IsItemEnabled(HWND dialog, int id) {
+    HWND item = GetDlgItem(dialog, id);
+    return item && IsWindowEnabled(item);
+}
+
+bool IsItemVisible(HWND dialog, int id) {
+    HWND item = GetDlgItem(dialog, id);
+    return item && IsWindowVisible(item);
+}
+
+std::wstring ItemText(HWND dialog, int id) {
+    wchar_t text[512] = {};
+    GetDlgItemTextW(dialog, id, text, 512);
+    return text;
+}
+
+int RemoveCard(const wchar_t* reader) { return CVPinGuiPublishEvent(10002, &kCardEvents, 0, reader); }
+
+int SessionEvent(int code) { return CVPinGuiPublishEvent(10001, &kSessionEvents, code, nullptr); }
+
+ScopedSetting::ScopedSetting(const wchar_t* name, DWORD value) : m_name(name) {
+    RegSetKeyValueW(HKEY_CURRENT_USER, kSettingsKey, name, REG_DWORD, &value, sizeof(value));
+}
+
+ScopedSetting::ScopedSetting(const wchar_t* name, const wchar_t* value) : m_name(name) {
+    RegSetKeyValueW(HKEY_CURRENT_USER, kSettingsKey, name, REG_SZ, value,
+                    static_cast<DWORD>((wcslen(value) + 1) * sizeof(wchar_t)));
+}
+
+ScopedSetting::~ScopedSetting() { RegDeleteKeyValueW(HKEY_CURRENT_USER, kSettingsKey, m_name.c_str()); }
+
+namespace {
+int WINAPI ReportLocked(unsigned* state) {
+    *state = 0;
+    return 0;
+}
+}  // namespace
+
+LockedSession::LockedSession() { CVPinGuiSetSessionStateProvider(ReportLocked); }
+LockedSession::~LockedSession() { CVPinGuiSetSessionStateProvider(nullptr); }
+
+}  // namespace drv

@@ -1,0 +1,73 @@
+// Drives the library's dialogs from a second thread, as a user would: find the window the call
+// opened, type into it, click its buttons, pull the card out, lock the session.
+#pragma once
+#include <windows.h>
+#include <atomic>
+#include <functional>
+#include <string>
+#include <thread>
+
+namespace drv {
+
+constexpr int kTimeoutMs = 15000;
+
+// Polls cond until it holds or the time-out passes.
+bool WaitUntil(const std::function<bool()>& cond, int timeoutMs = kTimeoutMs);
+
+// Runs a call of the library on its own thread (the caller's UI thread in real life).
+class Caller {
+public:
+    explicit Caller(std::function<int()> call);
+    ~Caller();  // joins
+    DWORD ThreadId() const { return m_threadId.load(); }
+    bool Finished() const { return m_done.load(); }
+    // Waits for the call to return; false on time-out.
+    bool Wait(int timeoutMs = kTimeoutMs);
+    int Result() const { return m_result.load(); }
+
+private:
+    std::atomic<DWORD> m_threadId{0};
+    std::atomic<bool> m_done{false};
+    std::atomic<int> m_result{0x7fffffff};
+    std::thread m_thread;
+};
+
+// The first visible dialog window of the thread; null on time-out (or when the call ends).
+HWND WaitForDialog(const Caller& caller, int timeoutMs = kTimeoutMs);
+// Counts the thread's top-level windows that are visible.
+int VisibleWindows(DWORD threadId);
+
+void TypeChar(HWND edit, wchar_t ch);
+void TypeText(HWND edit, const wchar_t* text);
+void Backspace(HWND edit);
+// Clicks like a mouse: nothing happens on a disabled button.
+void Click(HWND dialog, int id);
+// Enter/Escape the way a keyboard does (through the dialog's message loop); returns when the
+// dialog's thread has handled them.
+void PressKey(HWND dialog, UINT vk);
+bool IsItemEnabled(HWND dialog, int id);
+bool IsItemVisible(HWND dialog, int id);
+std::wstring ItemText(HWND dialog, int id);
+
+int RemoveCard(const wchar_t* reader);
+int SessionEvent(int code);
+
+// A setting in HKCU\Software\Lumetra\Corvana for the life of the object.
+class ScopedSetting {
+public:
+    ScopedSetting(const wchar_t* name, DWORD value);
+    ScopedSetting(const wchar_t* name, const wchar_t* value);
+    ~ScopedSetting();
+
+private:
+    std::wstring m_name;
+};
+
+// The session reads as locked for the life of the object.
+class LockedSession {
+public:
+    LockedSession();
+    ~LockedSession();
+};
+
+}  // namespace drv

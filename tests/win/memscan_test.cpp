@@ -1,0 +1,111 @@
+// After the PIN has been handed over and released, no copy of it may be left anywhere in the
+// process: not in the dialog, the edit control, the library's strings or the heap.
+#include <gtest/gtest.h>
+#include <windows.h>
+#include <bcrypt.h>
+#include <vector>
+#include "cvpingui.h"
+#include "driver_win.h"
+#include "resource_ids.h"
+
+using namespace drv;
+
+namespace {
+
+// The test never holds the PIN in plain: only masked, unmasked one character at a time.
+constexpr int kPinLength = 16;
+volatile unsigned char g_key = 0;
+
+struct MaskedPin {
+    unsigned char masked[kPinLength];
+    wchar_t At(int i) const { return static_cast<wchar_t>(masked[i] ^ g_key); }
+};
+
+MaskedPin MakePin() {
+    unsigned char random[kPinLength + 1];
+    BCryptGenRandom(nullptr, random, sizeof(random), BCRYPT_USE_SYSTEM_PREFERRED_RNG);
+    g_key = static_cast<unsigned char>(random[kPinLength] | 0x80);
+    MaskedPin pin;
+    for (int i = 0; i < kPinLength; ++i) {
+        // Letters and digits, so the PIN is unlike anything else in memory.
+        static const char kAlphabet[] = "0123456789ABCDEFGHJKLMNPQRSTUVWXYZ";
+        pin.masked[i] = static_cast<unsigned char>(kAlphabet[random[i] % (sizeof(kAlphabet) - 1)] ^ g_key);
+    }
+    SecureZeroMemory(random, sizeof(random));
+    return pin;
+}
+
+// Finds pin[from, from+count) as ANSI (step 1) or UTF-16LE (step 2) bytes in the process.
+size_t CountCopies(const MaskedPin& pin, int from, int count, int step) {
+    size_t found = 0;
+    std::vector<unsigned char> chunk;
+    MEMORY_BASIC_INFORMATION info;
+    for (auto* address = static_cast<unsigned char*>(nullptr);
+         VirtualQuery(address, &info, sizeof(info)) == sizeof(info);
+         address = static_cast<unsigned char*>(info.BaseAddress) + info.RegionSize) {
+        bool readable = info.State == MEM_COMMIT && !(info.Protect & (PAGE_GUARD | PAGE_NOACCESS)) &&
+                        (info.Protect & (PAGE_READONLY | PAGE_READWRITE | PAGE_WRITECOPY | PAGE_EXECUTE_READ |
+                                         PAGE_EXECUTE_READWRITE | PAGE_EXECUTE_WRITECOPY));
+        if (!readable) continue;
+        if (info.RegionSize > (256u << 20)) continue;  // reservations for the heap's growth, not data
+        chunk.resize(info.RegionSize);
+        SIZE_T read = 0;
+        if (!ReadProcessMemory(GetCurrentProcess(), info.BaseAddress, chunk.data(), info.RegionSize, &read)) continue;
+        size_t needle = static_cast<size_t>(count) * step;
+        for (size_t at = 0; at + needle <= read; ++at) {
+            int k = 0;
+            for (; k < count; ++k) {
+                wchar_t ch = pin.At(from + k);
+                if (chunk[at + k * step] != (ch & 0xFF)) break;
+                if (step == 2 && chunk[at + k * step + 1] != 0) break;
+            }
+            if (k == count) found++;
+        }
+    }
+    SecureZeroMemory(chunk.data(), chunk.size());
+    return found;
+}
+
+size_t CountAllForms(const MaskedPin& pin) {
+    const int tail = kPinLength / 2;  // a freed block may keep its tail only
+    return CountCopies(pin, 0, kPinLength, 1) + CountCopies(pin, 0, kPinLength, 2) +
+           CountCopies(pin, kPinLength - tail, tail, 1) + CountCopies(pin, kPinLength - tail, tail, 2);
+}
+
+}  // namespace
+
+TEST(PinMemory, ScannerFindsAPlantedCopy) {
+    MaskedPin pin = MakePin();
+    std::vector<wchar_t> planted(kPinLength);
+    for (int i = 0; i < kPinLength; ++i) planted[i] = pin.At(i);
+    EXPECT_GE(CountCopies(pin, 0, kPinLength, 2), 1u);
+    SecureZeroMemory(planted.data(), planted.size() * sizeof(wchar_t));
+    EXPECT_EQ(CountCopies(pin, 0, kPinLength, 2), 0u);
+}
+
+TEST(PinMemory, NoCopyOfTheTypedPinSurvivesTheCall) {
+    MaskedPin pin = MakePin();
+    ASSERT_EQ(CountAllForms(pin), 0u);
+    char* buffer = nullptr;
+    unsigned length = 0;
+    {
+        Caller caller(
+            [&] { return GetPINFromUser(nullptr, L"Simulated Reader 0", 0, 4, 32, &buffer, &length, nullptr, nullptr, 0); });
+        HWND dlg = WaitForDialog(caller);
+        ASSERT_NE(dlg, nullptr);
+        HWND edit = GetDlgItem(dlg, IDC_PIN_EDIT);
+        for (int i = 0; i < kPinLength; ++i) TypeChar(edit, pin.At(i));
+        // A typo, taken back: the edit's own buffers must not keep it either.
+        TypeChar(edit, L'x');
+        Backspace(edit);
+        Click(dlg, IDOK);
+        ASSERT_TRUE(caller.Wait());
+        ASSERT_EQ(caller.Result(), CVPIN_OK);
+    }
+    ASSERT_EQ(length, static_cast<unsigned>(kPinLength));
+    bool same = true;
+    for (int i = 0; i < kPinLength; ++i) same = same && buffer[i] == static_cast<char>(pin.At(i));
+    EXPECT_TRUE(same);
+    FreeGetPinBuffer(buffer, length);
+    EXPECT_EQ(CountAllForms(pin), 0u);
+}
