@@ -48,7 +48,7 @@ INT_PTR CPromptDlg::DoModal() {
 BOOL CPromptDlg::OnInitDialog() {
     CVDetectCardRemovedDlg::OnInitDialog();
     SetItemText(IDC_READER_NAME, ReaderName().GetString());
-    ShowItem(IDC_HELP_BUTTON, GetDisplayHelpValue() != 0);
+    if (!GetDisplayHelpValue()) HideHelpButton();
     return TRUE;
 }
 
@@ -60,6 +60,28 @@ bool CPromptDlg::OnCommand(WORD id, WORD code, HWND control) {
     return CVDetectCardRemovedDlg::OnCommand(id, code, control);
 }
 
+// Without a help file there is no Help button; the buttons before it close up to the edge.
+void CPromptDlg::HideHelpButton() {
+    HWND help = Item(IDC_HELP_BUTTON);
+    if (!help) return;
+    RECT helpRect;
+    GetWindowRect(help, &helpRect);
+    ShowWindow(help, SW_HIDE);
+    HWND cancel = Item(IDCANCEL);
+    if (!cancel) return;
+    RECT cancelRect;
+    GetWindowRect(cancel, &cancelRect);
+    int dx = helpRect.left - cancelRect.left;
+    for (int id : {IDOK, IDCANCEL}) {
+        HWND button = Item(id);
+        if (!button) continue;
+        RECT r;
+        GetWindowRect(button, &r);
+        MapWindowPoints(nullptr, m_hWnd, reinterpret_cast<POINT*>(&r), 2);
+        SetWindowPos(button, nullptr, r.left + dx, r.top, 0, 0, SWP_NOSIZE | SWP_NOZORDER | SWP_NOACTIVATE);
+    }
+}
+
 void CPromptDlg::OnContextualHelp() {
     GUILOG(CVLOG_ENTRY, L"%s::OnContextualHelp", m_className);
     DoDisplayTopic(HELP_TOPIC_PIN_PROMPT);
@@ -67,7 +89,10 @@ void CPromptDlg::OnContextualHelp() {
 
 void CPromptDlg::BringToFront() {
     SetForegroundWindow(m_hWnd);
-    SetWindowPos(m_hWnd, HWND_TOPMOST, 0, 0, 0, 0, SWP_NOSIZE | SWP_NOMOVE);
+    // The templates create the prompts topmost already; re-stacking a window costs a round
+    // trip to the window system on every prompt.
+    if (!(GetWindowLongW(m_hWnd, GWL_EXSTYLE) & WS_EX_TOPMOST))
+        SetWindowPos(m_hWnd, HWND_TOPMOST, 0, 0, 0, 0, SWP_NOSIZE | SWP_NOMOVE);
 }
 
 bool CPromptDlg::GetBrandingBitmaps(std::wstring& path) {
@@ -81,15 +106,12 @@ void CPromptDlg::TryToInsertBitmap() {
     ShowItem(IDC_SECOND_PICTURE, false);
     std::wstring path;
     HWND placeholder = Item(IDC_BANNER_PLACEHOLDER);
-    if (!placeholder) return;
-    if (!GetBrandingBitmaps(path) || path.empty()) {
-        CollapseBannerBand(placeholder);
-        return;
-    }
+    if (!GetBrandingBitmaps(path) || path.empty() || !placeholder) return;
     m_banner.Reset(static_cast<HBITMAP>(LoadImageW(nullptr, path.c_str(), IMAGE_BITMAP, 0, 0, LR_LOADFROMFILE)));
     HWND picture = Item(IDC_BANNER_PICTURE);
     if (m_banner && picture) {
         ShowWindow(placeholder, SW_HIDE);
+        MakeRoomForBanner(placeholder);
         // STM_SETIMAGE may hand back a copy the control made; that one is ours to delete.
         HGDIOBJ previous = reinterpret_cast<HGDIOBJ>(
             SendMessageW(picture, STM_SETIMAGE, IMAGE_BITMAP, reinterpret_cast<LPARAM>(m_banner.Get())));
@@ -99,38 +121,38 @@ void CPromptDlg::TryToInsertBitmap() {
         SetWindowPos(picture, nullptr, 0, 0, client.right, client.bottom, SWP_NOMOVE | SWP_NOZORDER);
     }
     ShowItem(IDC_BANNER_PICTURE, m_banner.Get() != nullptr);
-    if (!m_banner) CollapseBannerBand(placeholder);
 }
 
 namespace {
 struct BandShift {
     HWND dialog;
-    int bandBottom;
     int height;
 };
-BOOL CALLBACK MoveUpBelowBand(HWND child, LPARAM lParam) {
+bool IsBannerControl(int id) {
+    return id == IDC_BANNER_PLACEHOLDER || id == IDC_BANNER_PICTURE || id == IDC_SECOND_PICTURE;
+}
+BOOL CALLBACK MoveBelowBand(HWND child, LPARAM lParam) {
     auto* shift = reinterpret_cast<BandShift*>(lParam);
-    if (GetParent(child) != shift->dialog) return TRUE;
+    if (GetParent(child) != shift->dialog || IsBannerControl(GetDlgCtrlID(child))) return TRUE;
     RECT r;
     GetWindowRect(child, &r);
     MapWindowPoints(nullptr, shift->dialog, reinterpret_cast<POINT*>(&r), 2);
-    if (r.top >= shift->bandBottom)
-        SetWindowPos(child, nullptr, r.left, r.top - shift->height, 0, 0, SWP_NOSIZE | SWP_NOZORDER | SWP_NOACTIVATE);
+    SetWindowPos(child, nullptr, r.left, r.top + shift->height, 0, 0, SWP_NOSIZE | SWP_NOZORDER | SWP_NOACTIVATE);
     return TRUE;
 }
 }  // namespace
 
-// Without a banner the band it would take stays empty: the rest of the dialog moves up into it.
-void CPromptDlg::CollapseBannerBand(HWND placeholder) {
+// The templates leave no room for a banner, as most sites have none; with one, the rest of the
+// dialog moves down below it.
+void CPromptDlg::MakeRoomForBanner(HWND placeholder) {
     RECT band;
-    GetWindowRect(placeholder, &band);
-    MapWindowPoints(nullptr, m_hWnd, reinterpret_cast<POINT*>(&band), 2);
-    BandShift shift = {m_hWnd, band.bottom, band.bottom - band.top};
+    GetClientRect(placeholder, &band);
+    BandShift shift = {m_hWnd, band.bottom};
     if (shift.height <= 0) return;
-    EnumChildWindows(m_hWnd, MoveUpBelowBand, reinterpret_cast<LPARAM>(&shift));
+    EnumChildWindows(m_hWnd, MoveBelowBand, reinterpret_cast<LPARAM>(&shift));
     RECT frame;
     GetWindowRect(m_hWnd, &frame);
     // Still centred where the template asked for it.
-    SetWindowPos(m_hWnd, nullptr, frame.left, frame.top + shift.height / 2, frame.right - frame.left,
-                 frame.bottom - frame.top - shift.height, SWP_NOZORDER | SWP_NOACTIVATE);
+    SetWindowPos(m_hWnd, nullptr, frame.left, frame.top - shift.height / 2, frame.right - frame.left,
+                 frame.bottom - frame.top + shift.height, SWP_NOZORDER | SWP_NOACTIVATE);
 }

@@ -30,7 +30,8 @@ protected:
 
 private:
     bool GetBrandingBitmaps(std::wstring& path);
-    void CollapseBannerBand(HWND placeholder);
+    void MakeRoomForBanner(HWND placeholder);
+    void HideHelpButton();
 
     fw::Bitmap m_banner;
     std::unique_ptr<CVDelegateSubscriberWorkstationLocked> m_lockWatcher;
