@@ -59,7 +59,7 @@ prepare_wine() {
         touch "$WINEPREFIX/.cvpin-ready"
     fi
     # One persistent server for the whole run; its helpers must not hold our pipes open.
-    wineserver -p </dev/null >/dev/null 2>&1
+    wineserver -p </dev/null >/dev/null 2>&1 || true  # one may be running already
     wineboot </dev/null >/dev/null 2>&1 || true
 }
 
