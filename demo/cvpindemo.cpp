@@ -1,0 +1,147 @@
+// Runs every prompt of the PIN library on the simulated reader.
+//   cvpindemo --interactive        a person answers the prompts
+//   cvpindemo --scripted [--shots DIR]  a scripted user answers them; each dialog is saved as
+//                                  DIR\<name>.png as shown on the screen
+#include <windows.h>
+#include <objbase.h>
+#include <cstdio>
+#include <functional>
+#include <string>
+#include "cvpingui.h"
+#include "driver_win.h"
+#include "resource_ids.h"
+#include "screenshot_win.h"
+
+namespace {
+
+const wchar_t kReader[] = L"Simulated Reader 0";
+bool g_scripted = false;
+std::wstring g_shots;
+
+void Print(const char* what, int result) { printf("%-44s -> %d\n", what, result); fflush(stdout); }
+
+// Lets the dialog paint, then saves it.
+void Shot(DWORD threadId, HWND dialog, const wchar_t* name) {
+    if (g_shots.empty()) return;
+    RedrawWindow(dialog, nullptr, nullptr, RDW_INVALIDATE | RDW_UPDATENOW | RDW_ALLCHILDREN);
+    Sleep(300);  // the X server draws asynchronously
+    std::wstring path = g_shots + L"\\" + name + L".png";
+    if (!SaveThreadWindowsPng(threadId, path.c_str())) printf("  (could not save %ls)\n", path.c_str());
+}
+
+// Runs call on a caller thread; the scripted user acts on each dialog it opens.
+int Run(const std::function<int()>& call, const std::function<void(drv::Caller&, HWND)>& user) {
+    if (!g_scripted) return call();
+    drv::Caller caller(call);
+    HWND dialog = drv::WaitForDialog(caller);
+    if (dialog) user(caller, dialog);
+    caller.Wait(60000);
+    return caller.Result();
+}
+
+char* g_pin = nullptr;
+unsigned g_pinLength = 0;
+
+int AskPin(int lastTry, unsigned minLen, unsigned maxLen) {
+    return GetPINFromUser(nullptr, kReader, lastTry, minLen, maxLen, &g_pin, &g_pinLength, nullptr, nullptr, 0);
+}
+
+void ReportPin(const char* what, int result) {
+    Print(what, result);
+    if (result == CVPIN_OK) printf("  PIN received: %u characters (not shown)\n", g_pinLength);
+    FreeGetPinBuffer(g_pin, g_pinLength);
+    g_pin = nullptr;
+    g_pinLength = 0;
+}
+
+void WINAPI CapsLockOn(void*) {
+    // Runs on the dialog's thread: Caps Lock reads as toggled there, as after a key press.
+    BYTE keys[256];
+    GetKeyboardState(keys);
+    keys[VK_CAPITAL] |= 1;
+    SetKeyboardState(keys);
+}
+
+void RunAll() {
+    ReportPin("GetPINFromUser (PIN typed, OK)", Run([] { return AskPin(0, 4, 8); }, [](drv::Caller& c, HWND dlg) {
+                  drv::TypeText(GetDlgItem(dlg, IDC_PIN_EDIT), L"4711");
+                  Shot(c.ThreadId(), dlg, L"pin-prompt");
+                  drv::Click(dlg, IDOK);
+              }));
+
+    ReportPin("GetPINFromUser (too long: OK disabled)", Run([] { return AskPin(0, 4, 8); }, [](drv::Caller& c, HWND dlg) {
+                  drv::TypeText(GetDlgItem(dlg, IDC_PIN_EDIT), L"123456789");
+                  Shot(c.ThreadId(), dlg, L"pin-prompt-too-long");
+                  drv::Click(dlg, IDOK);  // disabled: nothing happens
+                  drv::Click(dlg, IDCANCEL);
+              }));
+
+    ReportPin("GetPINFromUser (Caps Lock on)", Run(
+                  [] {
+                      return GetPINFromUser(nullptr, kReader, 0, 4, 8, &g_pin, &g_pinLength, CapsLockOn, nullptr, 50);
+                  },
+                  [](drv::Caller& c, HWND dlg) {
+                      HWND edit = GetDlgItem(dlg, IDC_PIN_EDIT);
+                      Sleep(200);  // a few ticks of the callback
+                      PostMessageW(edit, WM_KEYUP, VK_CAPITAL, 0xC0000001);
+                      Sleep(500);
+                      Shot(c.ThreadId(), dlg, L"pin-prompt-caps-lock");
+                      drv::Click(dlg, IDCANCEL);
+                  }));
+
+    ReportPin("GetPINFromUser (last try warning, then card removed)",
+              Run([] { return AskPin(1, 4, 8); }, [](drv::Caller& c, HWND box) {
+                  Shot(c.ThreadId(), box, L"last-try-warning");
+                  drv::Click(box, IDOK);
+                  HWND dlg = nullptr;
+                  drv::WaitUntil([&] {
+                      dlg = drv::WaitForDialog(c, 100);
+                      return dlg && GetDlgItem(dlg, IDC_PIN_EDIT);
+                  });
+                  drv::RemoveCard(kReader);
+              }));
+
+    Print("ShowKeyPadPrompt (cancelled by the caller)",
+          Run([] { return ShowKeyPadPrompt(nullptr, kReader, nullptr, 0, nullptr, nullptr, 0); },
+              [](drv::Caller& c, HWND dlg) {
+                  Shot(c.ThreadId(), dlg, L"keypad-prompt");
+                  CancelKeyPadPrompt();
+              }));
+
+    Print("ShowKeyPadChgPinPrompt (new PIN step)",
+          Run([] { return ShowKeyPadChgPinPrompt(nullptr, kReader, nullptr, TRUE, 0, nullptr, nullptr, 0); },
+              [](drv::Caller& c, HWND dlg) {
+                  Shot(c.ThreadId(), dlg, L"keypad-change-pin");
+                  CancelKeyPadChgPinPrompt();
+              }));
+
+    Print("ShowPINAlwaysPrompt (OK)", Run([] { return ShowPINAlwaysPrompt(nullptr, kReader); },
+                                          [](drv::Caller& c, HWND dlg) {
+                                              Shot(c.ThreadId(), dlg, L"pin-always");
+                                              drv::Click(dlg, IDOK);
+                                          }));
+
+    Print("ShowAbout", Run([] { return (int)ShowAbout(0, L"PIN user interface demo"); },
+                           [](drv::Caller& c, HWND dlg) {
+                               Shot(c.ThreadId(), dlg, L"about");
+                               drv::Click(dlg, IDOK);
+                           }));
+
+    for (int code : {1, 2, 5, 11, 12, 14, 23}) printf("GetErrorString(%2d) = \"%ls\"\n", code, GetErrorString(code));
+}
+
+}  // namespace
+
+int wmain(int argc, wchar_t** argv) {
+    for (int i = 1; i < argc; ++i) {
+        std::wstring arg = argv[i];
+        if (arg == L"--scripted") g_scripted = true;
+        if (arg == L"--shots" && i + 1 < argc) g_shots = argv[++i];
+    }
+    if (!g_scripted) g_shots.clear();
+    CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
+    printf("Corvana PIN user interface demo (%s user)\n", g_scripted ? "scripted" : "interactive");
+    RunAll();
+    CoUninitialize();
+    return 0;
+}
