@@ -14,6 +14,9 @@ bool WaitUntil(const std::function<bool()>& cond, int timeoutMs) {
     auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
     while (!cond()) {
         if (std::chrono::steady_clock::now() > end) return false;
+        // Windows of this thread (a test's owner window) must answer the dialog meanwhile.
+        MSG msg;
+        while (PeekMessageW(&msg, nullptr, 0, 0, PM_REMOVE)) DispatchMessageW(&msg);
         Sleep(5);  // polling interval, not synchronisation: the condition decides
     }
     return true;

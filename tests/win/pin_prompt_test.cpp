@@ -391,3 +391,44 @@ TEST(PinPrompt, CapsLockBalloonShowsOnReleaseAndHidesOnTyping) {
     SendMessageW(prompt.Edit(), WM_KEYUP, 'A', 0xC0000001);
     EXPECT_TRUE(WaitUntil([&] { return VisibleBalloon(thread) == nullptr; }, 3000));
 }
+
+TEST(PinPrompt, HelpButtonOnlyWithAHelpFile) {
+    {
+        PinPrompt prompt;
+        ASSERT_NE(prompt.Dialog(), nullptr);
+        EXPECT_FALSE(IsItemVisible(prompt.Dialog(), IDC_HELP_BUTTON));
+    }
+    const wchar_t key[] = L"SOFTWARE\\Lumetra\\Corvana";
+    const wchar_t help[] = L"C:\\Program Files\\Corvana\\corvana.chm";
+    ASSERT_EQ(RegSetKeyValueW(HKEY_LOCAL_MACHINE, key, L"HelpPath", REG_SZ, help, sizeof(help)), ERROR_SUCCESS);
+    {
+        PinPrompt prompt;
+        ASSERT_NE(prompt.Dialog(), nullptr);
+        EXPECT_TRUE(IsItemVisible(prompt.Dialog(), IDC_HELP_BUTTON));
+    }
+    RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, key, L"HelpPath");
+}
+
+TEST(PinPrompt, OwnerIsDisabledMeanwhileAndADeadOneIsNoObstacle) {
+    HWND owner = CreateWindowExW(0, L"STATIC", L"owner", WS_OVERLAPPED, 0, 0, 50, 50, nullptr, nullptr, nullptr, nullptr);
+    ASSERT_NE(owner, nullptr);
+    {
+        char* pin = nullptr;
+        unsigned length = 0;
+        Caller caller([&] { return GetPINFromUser(owner, kReader, 0, 4, 8, &pin, &length, nullptr, nullptr, 0); });
+        HWND dlg = WaitForDialog(caller);
+        ASSERT_NE(dlg, nullptr);
+        EXPECT_FALSE(IsWindowEnabled(owner));
+        Click(dlg, IDCANCEL);
+        ASSERT_TRUE(caller.Wait());
+        EXPECT_TRUE(IsWindowEnabled(owner));
+    }
+    DestroyWindow(owner);  // its handle now names no window
+    char* pin = nullptr;
+    unsigned length = 0;
+    Caller caller([&] { return GetPINFromUser(owner, kReader, 0, 4, 8, &pin, &length, nullptr, nullptr, 0); });
+    HWND dlg = WaitForDialog(caller);
+    ASSERT_NE(dlg, nullptr);
+    Click(dlg, IDCANCEL);
+    ASSERT_TRUE(caller.Wait());
+}
