@@ -4,25 +4,12 @@
 
 #include <atomic>
 #include <chrono>
-#include <cstdio>
 #include <functional>
-#include <memory>
-#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
 
 namespace {
-
-template <typename Predicate>
-bool WaitFor(Predicate done, std::chrono::seconds limit = std::chrono::seconds(10)) {
-    auto deadline = std::chrono::steady_clock::now() + limit;
-    while (!done()) {
-        if (std::chrono::steady_clock::now() > deadline) return false;
-        std::this_thread::yield();
-    }
-    return true;
-}
 
 class Recorder : public CVDelegateSubscriber {
   public:
@@ -30,91 +17,52 @@ class Recorder : public CVDelegateSubscriber {
     int Add(int eventId, const CVGuid* source) { return Subscribe(eventId, source); }
     void Remove() { UnSubscribe(); }
     void HandleEvent(const CVEventInfo* event) override {
-        lastCode = event->code;
-        lastReader = event->readerName;
+        last = std::to_wstring(event->code) + L" " + event->readerName;
         ++received;
         if (onEvent) onEvent(this);
     }
     std::atomic<int> received{0};
-    int lastCode = 0;
-    std::wstring lastReader;
+    std::wstring last;
     std::function<void(Recorder*)> onEvent;
 };
 
 // Each test uses its own event ids: the registry is process-wide.
-TEST(EventBus, DeliversOnlyToMatchingIdAndSource) {
+TEST(EventBus, DeliversByIdAndSourceUntilUnsubscribed) {
     const int id = 50100;
     Recorder a, b, otherSource, otherId;
     ASSERT_EQ(a.Add(id, &CV_SOURCE_CARD_EVENTS), 0);
-    ASSERT_EQ(b.Add(id, &CV_SOURCE_CARD_EVENTS), 0);
+    a.Add(id, &CV_SOURCE_CARD_EVENTS); // twice the same: still one delivery
+    a.Add(id + 1, &CV_SOURCE_CARD_EVENTS);
+    b.Add(id, &CV_SOURCE_CARD_EVENTS);
     otherSource.Add(id, &CV_SOURCE_SESSION_STATE);
     otherId.Add(id + 1, &CV_SOURCE_CARD_EVENTS);
+    EXPECT_NE(a.Add(id, nullptr), 0);
 
     EXPECT_EQ(CountSubscribers(id, CV_SOURCE_CARD_EVENTS), 2);
     EXPECT_EQ(PublishEvent(id, &CV_SOURCE_CARD_EVENTS, 7, L"Reader 1"), 2);
     EXPECT_EQ(a.received, 1);
-    EXPECT_EQ(a.lastCode, 7);
-    EXPECT_EQ(a.lastReader, L"Reader 1");
-    EXPECT_EQ(otherSource.received + otherId.received, 0);
-
+    EXPECT_EQ(a.last, L"7 Reader 1");
     EXPECT_EQ(PublishEvent(id, &CV_SOURCE_SESSION_STATE, 1, nullptr), 1);
-    EXPECT_EQ(otherSource.lastReader, L"") << "a null reader arrives as an empty string";
+    EXPECT_EQ(otherSource.last, L"1 ") << "a null reader arrives as an empty string";
     EXPECT_EQ(PublishEvent(id, nullptr, 1, L"x"), -1);
-    EXPECT_EQ(PublishEvent(id + 2, &CV_SOURCE_CARD_EVENTS, 1, L"x"), 0);
-    EXPECT_NE(a.Add(id, nullptr), 0);
 
-    b.Remove();
-    EXPECT_EQ(PublishEvent(id, &CV_SOURCE_CARD_EVENTS, 8, L""), 1);
-    EXPECT_EQ(b.received, 1);
-}
-
-TEST(EventBus, OneSubscriberHoldsSeveralSubscriptionsAndLosesThemAllAtOnce) {
-    const int id = 50200;
-    Recorder r;
-    r.Add(id, &CV_SOURCE_CARD_EVENTS);
-    r.Add(id, &CV_SOURCE_CARD_EVENTS); // twice the same: still one delivery
-    r.Add(id + 1, &CV_SOURCE_CARD_EVENTS);
-    EXPECT_EQ(CountSubscribers(id, CV_SOURCE_CARD_EVENTS), 1);
-    EXPECT_EQ(PublishEvent(id, &CV_SOURCE_CARD_EVENTS, 0, L""), 1);
-    EXPECT_EQ(PublishEvent(id + 1, &CV_SOURCE_CARD_EVENTS, 0, L""), 1);
-    EXPECT_EQ(r.received, 2);
-    r.Remove();
+    // A handler may unsubscribe itself during a delivery.
+    b.onEvent = [](Recorder* self) { self->Remove(); };
+    EXPECT_EQ(PublishEvent(id, &CV_SOURCE_CARD_EVENTS, 8, L""), 2);
+    a.Remove(); // drops all of its subscriptions; b has dropped its own
     EXPECT_EQ(CountSubscribers(id, CV_SOURCE_CARD_EVENTS) + CountSubscribers(id + 1, CV_SOURCE_CARD_EVENTS),
-              0);
-    {
-        Recorder scoped;
-        scoped.Add(id, &CV_SOURCE_CARD_EVENTS);
-    }
-    EXPECT_EQ(CountSubscribers(id, CV_SOURCE_CARD_EVENTS), 0) << "destruction unsubscribes";
-}
-
-TEST(EventBus, HandlersMaySubscribeAndUnsubscribeDuringDelivery) {
-    const int id = 50300;
-    Recorder quitter, late, stays;
-    quitter.Add(id, &CV_SOURCE_CARD_EVENTS);
-    stays.Add(id, &CV_SOURCE_CARD_EVENTS);
-    quitter.onEvent = [&](Recorder* self) {
-        self->Remove();
-        late.Add(id, &CV_SOURCE_CARD_EVENTS);
-    };
-    PublishEvent(id, &CV_SOURCE_CARD_EVENTS, 0, L"");
-    EXPECT_EQ(quitter.received + stays.received, 2);
-    EXPECT_EQ(late.received, 0) << "a subscription made during a delivery waits for the next event";
-    EXPECT_EQ(PublishEvent(id, &CV_SOURCE_CARD_EVENTS, 0, L""), 2);
-    EXPECT_EQ(quitter.received, 1);
+              1);
 }
 
 struct HookLog : IEventSourceHooks {
-    void OnFirstSubscriber(int eventId, const CVGuid& source) override { Add(L"first", eventId); }
-    void OnLastSubscriberGone(int eventId, const CVGuid& source) override { Add(L"last", eventId); }
+    void OnFirstSubscriber(int eventId, const CVGuid&) override { Add(L"first", eventId); }
+    void OnLastSubscriberGone(int eventId, const CVGuid&) override { Add(L"last", eventId); }
     void Add(const wchar_t* what, int eventId) {
-        std::lock_guard<std::mutex> guard(lock);
+        EXPECT_EQ(std::this_thread::get_id(), thread) << "hooks run on the subscribing thread";
         calls.push_back(what + std::to_wstring(eventId));
-        threads.push_back(std::this_thread::get_id());
     }
-    std::mutex lock;
     std::vector<std::wstring> calls;
-    std::vector<std::thread::id> threads;
+    std::thread::id thread = std::this_thread::get_id();
 };
 
 TEST(EventBus, HooksHearTheFirstAndTheLastSubscriberOfEachKey) {
@@ -135,44 +83,26 @@ TEST(EventBus, HooksHearTheFirstAndTheLastSubscriberOfEachKey) {
     }
     SetEventSourceHooks(nullptr);
     EXPECT_EQ(hooks.calls.size(), 6u);
-    for (const auto& thread : hooks.threads)
-        EXPECT_EQ(thread, std::this_thread::get_id());
 }
 
 TEST(EventBus, SubscriberMayBeDestroyedWhileAnotherThreadPublishes) {
     const int id = 50500;
     std::atomic<bool> stop{false};
-    std::atomic<long> published{0};
     std::thread publisher([&] {
-        while (!stop) {
+        while (!stop)
             PublishEvent(id, &CV_SOURCE_CARD_EVENTS, 1, L"reader");
-            ++published;
-        }
     });
-    for (int round = 0; round < 200; ++round) {
-        auto r = std::make_unique<Recorder>();
-        std::vector<int> scratch(64);
-        r->onEvent = [&scratch](Recorder* self) { scratch[self->received % 64] = self->lastCode; };
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    for (int round = 0; round < 200 && std::chrono::steady_clock::now() < deadline; ++round) {
+        auto* r = new Recorder;
         r->Add(id, &CV_SOURCE_CARD_EVENTS);
-        ASSERT_TRUE(WaitFor([&] { return r->received > 0; }));
-        r.reset(); // ASan reports any delivery still touching it
+        while (r->received == 0 && std::chrono::steady_clock::now() < deadline)
+            std::this_thread::yield();
+        delete r; // ASan reports any delivery still touching it
     }
     stop = true;
     publisher.join();
-    EXPECT_GT(published, 0);
-}
-
-TEST(EventBus, SourceGuidsHaveTheirRegisteredValues) {
-    auto text = [](const CVGuid& g) {
-        char out[40];
-        std::snprintf(out, sizeof out, "%08X-%04X-%04X-%02X%02X-%02X%02X%02X%02X%02X%02X", g.data1, g.data2,
-                      g.data3, g.data4[0], g.data4[1], g.data4[2], g.data4[3], g.data4[4], g.data4[5],
-                      g.data4[6], g.data4[7]);
-        return std::string(out);
-    };
-    EXPECT_EQ(text(CV_SOURCE_CARD_EVENTS), "E9F60E34-E16C-4C33-A5F0-AA46DB99CA32");
-    EXPECT_EQ(text(CV_SOURCE_SESSION_STATE), "F0C38807-4D99-4004-8C00-7C1EA149235D");
-    EXPECT_FALSE(CV_SOURCE_CARD_EVENTS == CV_SOURCE_SESSION_STATE);
+    EXPECT_LT(std::chrono::steady_clock::now(), deadline) << "a delivery did not come in time";
 }
 
 } // namespace
