@@ -23,6 +23,8 @@ int RunPinPadPrompt(const PromptTexts& texts, HWND hParent, const wchar_t* reade
     LogScope log(texts.function);
     PromptGate gate(texts, g_pinPadBusy);
     if (!gate.Enter(hParent, readerName, lastTry)) return gate.Refused();
+    // A cancel left over from the previous prompt is not meant for this one.
+    ForgetPinPadCancel();
     SetForegroundWindow(hParent);
     {
         fw::UiScope ui;
@@ -35,10 +37,8 @@ int RunPinPadPrompt(const PromptTexts& texts, HWND hParent, const wchar_t* reade
 
 void CancelPinPad(const wchar_t* function) {
     LogScope log(function);
-    HWND prompt = CurrentPinPadWindow();
-    if (g_pinPadBusy.load() && prompt) {
-        // Sent, not posted: the caller goes on only once the prompt has taken the cancel.
-        SendMessageW(prompt, WM_COMMAND, IDCANCEL, 0);
+    if (g_pinPadBusy.load()) {
+        CancelPinPadPrompt();
     } else {
         GUILOG(CVLOG_INFO, L"%s: No Key Pad prompt to cancel", function);
     }

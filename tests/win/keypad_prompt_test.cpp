@@ -113,3 +113,27 @@ TEST(About, ShowsProductAndVersion) {
     ASSERT_TRUE(caller.Wait());
     EXPECT_EQ(caller.Result(), IDOK);
 }
+
+namespace {
+// Cancels from the prompt's own thread before its window exists: a card answering that early.
+LRESULT CALLBACK CancelAtCreation(int code, WPARAM wParam, LPARAM lParam) {
+    if (code == HCBT_CREATEWND) CancelKeyPadPrompt();
+    return CallNextHookEx(nullptr, code, wParam, lParam);
+}
+}  // namespace
+
+TEST(KeyPadPrompt, ACancelBeforeThePromptAppearsStillEndsIt) {
+    Caller caller([] {
+        HHOOK hook = SetWindowsHookExW(WH_CBT, CancelAtCreation, nullptr, GetCurrentThreadId());
+        int r = ShowKeyPadPrompt(nullptr, kReader, nullptr, 0, nullptr, nullptr, 0);
+        UnhookWindowsHookEx(hook);
+        return r;
+    });
+    ASSERT_TRUE(caller.Wait());
+    EXPECT_EQ(caller.Result(), CVPIN_FAILED);
+    // Spent: the next prompt stays until cancelled again.
+    auto next = OpenKeyPad();
+    ASSERT_NE(WaitForDialog(*next), nullptr);
+    CancelKeyPadPrompt();
+    ASSERT_TRUE(next->Wait());
+}

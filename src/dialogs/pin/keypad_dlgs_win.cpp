@@ -5,11 +5,18 @@
 
 namespace {
 // Published when the prompt's window exists and withdrawn before it goes, so a cancel from
-// another thread either reaches a live window or finds nothing.
+// another thread either reaches a live window or is kept for the window to come.
 std::atomic<HWND> g_pinPadWindow{nullptr};
+std::atomic<bool> g_cancelPending{false};
 }  // namespace
 
-HWND CurrentPinPadWindow() { return g_pinPadWindow.load(); }
+void CancelPinPadPrompt() {
+    g_cancelPending.store(true);
+    // Sent, not posted: the caller goes on only once the prompt has taken the cancel.
+    if (HWND prompt = g_pinPadWindow.load()) SendMessageW(prompt, WM_COMMAND, IDCANCEL, 0);
+}
+
+void ForgetPinPadCancel() { g_cancelPending.store(false); }
 
 CKeyPadDlg::CKeyPadDlg(HWND parent, const wchar_t* readerName, const wchar_t* prompt, TimerCallback callback,
                        void* context, unsigned periodMs)
@@ -40,6 +47,7 @@ BOOL CKeyPadDlg::OnInitDialog() {
     // so the ticks go to the default handling and the callback is not called.
     if (m_callback && m_periodMs != 0) SetTimer(m_hWnd, 1, m_periodMs, nullptr);
     g_pinPadWindow.store(m_hWnd);
+    if (g_cancelPending.load()) EndDialog(IDCANCEL);
     return TRUE;
 }
 

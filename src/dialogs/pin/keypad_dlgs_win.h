@@ -51,5 +51,8 @@ protected:
     BOOL OnInitDialog() override;
 };
 
-// The window of the PIN-pad prompt now open, for the cancel functions on other threads.
-HWND CurrentPinPadWindow();
+// Ends the PIN-pad prompt from another thread. A prompt still being created ends as soon as its
+// window exists, so a card that answers early cannot leave its caller waiting.
+void CancelPinPadPrompt();
+// Called when a prompt is over: a cancel that came too late for it must not end the next one.
+void ForgetPinPadCancel();
