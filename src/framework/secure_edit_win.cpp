@@ -96,6 +96,8 @@ LRESULT SecureEdit::WndProc(UINT message, WPARAM wParam, LPARAM lParam) {
     // characters: whatever goes wrong, the message is dropped.
     try {
         if (message == SyncMaskMessage()) {
+            // Binding an empty field to an empty edit changes nothing; the parent need not hear of it.
+            if (m_text.IsEmpty() && GetWindowTextLengthW(m_hWnd) == 0) return 0;
             std::wstring mask = Mask(m_text.GetLength());
             DefaultProc(WM_SETTEXT, 0, reinterpret_cast<LPARAM>(mask.c_str()));
             DefaultProc(EM_SETSEL, mask.size(), mask.size());

@@ -75,15 +75,6 @@ TEST(PinPrompt, OkFollowsTheLengthPolicy) {
     }
 }
 
-TEST(PinPrompt, BackspaceReEnablesOk) {
-    PinPrompt prompt(4, 8);
-    ASSERT_NE(prompt.Dialog(), nullptr);
-    TypeText(prompt.Edit(), L"123456789");
-    EXPECT_FALSE(IsItemEnabled(prompt.Dialog(), IDOK));
-    Backspace(prompt.Edit());
-    EXPECT_TRUE(IsItemEnabled(prompt.Dialog(), IDOK));
-}
-
 TEST(PinPrompt, TypedPinComesBackInAnsiWithItsLength) {
     PinPrompt prompt;
     ASSERT_NE(prompt.Dialog(), nullptr);
@@ -106,14 +97,19 @@ TEST(PinPrompt, EmptyPinGivesZeroAndNullBuffer) {
     EXPECT_EQ(prompt.Pin().length, 0u);
 }
 
-TEST(PinPrompt, EnterWithOkDisabledKeepsTheDialog) {
+TEST(PinPrompt, TooLongPinIsRefusedUntilShortened) {
     PinPrompt prompt(4, 8);
     ASSERT_NE(prompt.Dialog(), nullptr);
     TypeText(prompt.Edit(), L"123456789");
-    PressKey(prompt.Dialog(), VK_RETURN);
+    EXPECT_FALSE(IsItemEnabled(prompt.Dialog(), IDOK));
+    PressKey(prompt.Dialog(), VK_RETURN);  // Enter reaches the dialog even with OK disabled
     Click(prompt.Dialog(), IDOK);
     EXPECT_FALSE(prompt.Call().Finished());
-    EXPECT_TRUE(IsWindowVisible(prompt.Dialog()));
+    Backspace(prompt.Edit());
+    EXPECT_TRUE(IsItemEnabled(prompt.Dialog(), IDOK));
+    PressKey(prompt.Dialog(), VK_RETURN);
+    ASSERT_EQ(prompt.Finish(), CVPIN_OK);
+    EXPECT_EQ(prompt.Pin().length, 8u);
 }
 
 TEST(PinPrompt, CancelAndEscapeGiveFailure) {
