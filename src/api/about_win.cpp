@@ -11,13 +11,12 @@
 namespace {
 
 std::wstring VersionString(const wchar_t* name) {
-    wchar_t path[MAX_PATH];
-    if (!GetModuleFileNameW(ThisModule(), path, MAX_PATH)) return L"";
+    std::wstring path = ModulePath(ThisModule());
     DWORD ignored = 0;
-    DWORD size = GetFileVersionInfoSizeW(path, &ignored);
+    DWORD size = path.empty() ? 0 : GetFileVersionInfoSizeW(path.c_str(), &ignored);
     if (size == 0) return L"";
     std::vector<BYTE> block(size);
-    if (!GetFileVersionInfoW(path, 0, size, block.data())) return L"";
+    if (!GetFileVersionInfoW(path.c_str(), 0, size, block.data())) return L"";
     struct Translation {
         WORD language, codePage;
     }* translations = nullptr;

@@ -1,6 +1,6 @@
 #include "framework/ui_scope_win.h"
 
-#include <vector>
+#include "services/load_library_win.h"
 
 namespace fw {
 
@@ -25,21 +25,15 @@ SetThreadDpiFn SetThreadDpi() {
 void InitActivationContext(HMODULE module) {
     ReleaseActivationContext();
     if (!module) return;
-    std::vector<wchar_t> path(MAX_PATH);
-    for (;;) {
-        const DWORD n = GetModuleFileNameW(module, path.data(), static_cast<DWORD>(path.size()));
-        if (n == 0) return;
-        if (n < path.size()) break;
-        if (path.size() >= 32768) return;
-        path.resize(path.size() * 2);
-    }
+    std::wstring path = ModulePath(module);
+    if (path.empty()) return;
     ACTCTXW context = {};
     context.cbSize = sizeof(context);
     // The manifest that every DLL may carry for itself (ISOLATIONAWARE_MANIFEST_RESOURCE_ID).
     context.dwFlags = ACTCTX_FLAG_HMODULE_VALID | ACTCTX_FLAG_RESOURCE_NAME_VALID;
     context.hModule = module;
     context.lpResourceName = MAKEINTRESOURCEW(2);
-    context.lpSource = path.data();
+    context.lpSource = path.c_str();
     g_activationContext = CreateActCtxW(&context);
 }
 

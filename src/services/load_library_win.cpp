@@ -10,26 +10,6 @@ namespace {
 
 std::atomic<HMODULE> g_thisModule{nullptr};
 
-// The folder of module with a trailing backslash; empty on failure (GetLastError says why).
-std::wstring ModuleFolder(HMODULE module) {
-    // Long enough for paths beyond MAX_PATH: grow until the name fits.
-    std::vector<wchar_t> name(MAX_PATH);
-    for (;;) {
-        DWORD length = GetModuleFileNameW(module, name.data(), static_cast<DWORD>(name.size()));
-        if (length == 0) return std::wstring();
-        if (length < name.size()) {
-            std::wstring path(name.data(), length);
-            size_t slash = path.find_last_of(L"\\/");
-            return slash == std::wstring::npos ? std::wstring() : path.substr(0, slash + 1);
-        }
-        if (name.size() >= 32768) {
-            SetLastError(ERROR_FILENAME_EXCED_RANGE);
-            return std::wstring();
-        }
-        name.resize(name.size() * 2);
-    }
-}
-
 // The exception carries the error: the runtime's unwinder may change the thread's last error
 // (measured with mingw-w64 under Wine) before the caller's catch runs.
 [[noreturn]] void Fail(DWORD error) {
@@ -39,6 +19,21 @@ std::wstring ModuleFolder(HMODULE module) {
 }
 
 } // namespace
+
+std::wstring ModulePath(HMODULE module) {
+    // Long enough for paths beyond MAX_PATH: grow until the name fits.
+    std::vector<wchar_t> name(MAX_PATH);
+    for (;;) {
+        DWORD length = GetModuleFileNameW(module, name.data(), static_cast<DWORD>(name.size()));
+        if (length == 0) return std::wstring();
+        if (length < name.size()) return std::wstring(name.data(), length);
+        if (name.size() >= 32768) {
+            SetLastError(ERROR_FILENAME_EXCED_RANGE);
+            return std::wstring();
+        }
+        name.resize(name.size() * 2);
+    }
+}
 
 HMODULE ThisModule() {
     HMODULE module = g_thisModule.load();
@@ -57,9 +52,10 @@ void SetThisModule(HMODULE module) {
 void LoadLibrarySync(const wchar_t* relativePath, HMODULE* module, DWORD flags) {
     if (!relativePath || !*relativePath || !module) Fail(ERROR_INVALID_PARAMETER);
     *module = nullptr;
-    std::wstring folder = ModuleFolder(ThisModule());
-    if (folder.empty()) Fail(GetLastError());
-    std::wstring path = folder + relativePath;
+    std::wstring path = ModulePath(ThisModule());
+    size_t slash = path.find_last_of(L"\\/");
+    if (slash == std::wstring::npos) Fail(GetLastError());
+    path = path.substr(0, slash + 1) + relativePath;
     HMODULE loaded = LoadLibraryExW(path.c_str(), nullptr, flags | LOAD_WITH_ALTERED_SEARCH_PATH);
     if (!loaded) Fail(GetLastError());
     *module = loaded;

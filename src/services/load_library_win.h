@@ -1,6 +1,7 @@
 // The middleware's library loader: loads a DLL by a path relative to this library's folder.
 #pragma once
 #include <windows.h>
+#include <string>
 
 namespace NV { namespace Middleware {
 class CMWException {
@@ -16,6 +17,9 @@ private:
 // the module that contains this code. Throws NV::Middleware::CMWException on failure; its
 // GetError() is the reason (the thread's last error may not survive the unwinding).
 void LoadLibrarySync(const wchar_t* relativePath, HMODULE* module, DWORD flags);
+
+// The full path of module, whatever its length; empty on failure (GetLastError says why).
+std::wstring ModulePath(HMODULE module);
 
 // The module handle of the PIN library itself (set at process attach).
 HMODULE ThisModule();
