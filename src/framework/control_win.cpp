@@ -66,10 +66,8 @@ LRESULT CALLBACK Control::SubclassProc(HWND hwnd, UINT message, WPARAM wParam, L
     if (!self) return DefSubclassProc(hwnd, message, wParam, lParam);
     try {
         return self->WndProc(message, wParam, lParam);
-    } catch (const std::exception&) {
-        GUILOG(CVLOG_ERROR, L"Control: exception in the handler of message 0x%04x", message);
     } catch (...) {
-        GUILOG(CVLOG_ERROR, L"Control: unknown exception in the handler of message 0x%04x", message);
+        GUILOG(CVLOG_ERROR, L"Control: exception in the handler of message 0x%04x", message);
     }
     return DefSubclassProc(hwnd, message, wParam, lParam);
 }

@@ -21,18 +21,8 @@ bool ReturnsResultDirectly(UINT message) {
 }
 
 void LogException(const std::exception* e, UINT templateId, UINT message) {
-    // what() is narrow; widen ASCII only (it names a failure, never a secret).
-    wchar_t what[160] = L"unknown exception";
-    if (e) {
-        const char* text = e->what();
-        size_t i = 0;
-        for (; text && text[i] && i + 1 < sizeof(what) / sizeof(what[0]); ++i) {
-            const unsigned char c = static_cast<unsigned char>(text[i]);
-            what[i] = c < 0x80 ? static_cast<wchar_t>(c) : L'?';
-        }
-        what[i] = 0;
-    }
-    GUILOG(CVLOG_ERROR, L"Dialog %u: %s in the handler of message 0x%04x", templateId, what, message);
+    GUILOG(CVLOG_ERROR, L"Dialog %u: %S in the handler of message 0x%04x", templateId,
+           e ? e->what() : "unknown exception", message);
 }
 
 }  // namespace

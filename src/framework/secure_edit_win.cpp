@@ -171,11 +171,8 @@ LRESULT SecureEdit::WndProc(UINT message, WPARAM wParam, LPARAM lParam) {
             break;
         }
         return DefaultProc(message, wParam, lParam);
-    } catch (const std::exception&) {
-        GUILOG(CVLOG_ERROR, L"SecureEdit: exception in the handler of message 0x%04x; dropped", message);
     } catch (...) {
-        GUILOG(CVLOG_ERROR, L"SecureEdit: unknown exception in the handler of message 0x%04x; dropped",
-               message);
+        GUILOG(CVLOG_ERROR, L"SecureEdit: exception in the handler of message 0x%04x; dropped", message);
     }
     return 0;
 }
