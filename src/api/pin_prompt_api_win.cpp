@@ -30,13 +30,11 @@ int CopyPinOut(CSecStr& pin, char** pinBuffer, unsigned* pinLength, bool& alloca
     char* buffer = static_cast<char*>(malloc(static_cast<size_t>(bytes) + 1));
     if (!buffer) {
         GUILOG(CVLOG_ERROR, L"GetPINFromUser: PIN buffer allocation failed");
-        SecureWipe(pin.GetBuffer(length), sizeof(wchar_t) * length);
-        pin.Empty();
+        pin.Empty();  // overwrites the characters
         allocationFailed = true;
         return CVPIN_FAILED;
     }
     int written = WideCharToMultiByte(CP_ACP, 0, pin.GetString(), length, buffer, bytes, nullptr, nullptr);
-    SecureWipe(pin.GetBuffer(length), sizeof(wchar_t) * length);
     pin.Empty();
     if (written <= 0) {
         SecureWipe(buffer, static_cast<size_t>(bytes) + 1);
