@@ -27,7 +27,7 @@ void SetLogSink(ILogSink* sink) {
 void cvlogLog(const wchar_t* tag, int level, const wchar_t* format, ...) {
     ILogSink* sink = g_sink.load();
     if (!sink) sink = DefaultLogSink();
-    if (!sink || !format) return;
+    if (!sink || !format || !sink->Accepts(level)) return;
     // Long lines are cut; both printf flavours may leave no terminator when they do.
     wchar_t line[kLineChars] = {};
     va_list args;

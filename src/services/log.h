@@ -20,6 +20,8 @@ void cvlogLog(const wchar_t* tag, int level, const wchar_t* format, ...);
 class ILogSink {
 public:
     virtual ~ILogSink() = default;
+    // Asked before a line is formatted, so that lines nobody keeps cost next to nothing.
+    virtual bool Accepts(int level) { return true; }
     virtual void Write(const wchar_t* tag, int level, const wchar_t* line) = 0;
 };
 void SetLogSink(ILogSink* sink);

@@ -79,30 +79,43 @@ void AppendUtf8(std::string& out, const wchar_t* text) {
 
 class FileLogSink : public ILogSink {
   public:
+    bool Accepts(int level) override {
+        bool accepted = false;
+        Guarded([&] {
+            RefreshIfStale();
+            accepted = (m_levels.load() & LevelBit(level)) != 0;
+        });
+        return accepted;
+    }
+
     void Write(const wchar_t* tag, int level, const wchar_t* line) override {
-        // Callers log a failure before they return GetLastError(): keep it as it was.
+        Guarded([&] { WriteLine(tag ? tag : L"", level, line ? line : L""); });
+    }
+
+    void Reload() { m_loadedAt.store(0); }
+
+  private:
+    // Runs part of the sink for a caller that must not notice: its last error stays as it was
+    // (callers log a failure before they return GetLastError()), nothing is thrown (not even
+    // when memory runs out), and a host's settings store that logs is not let back in while
+    // the lock is held.
+    template <class Body>
+    static void Guarded(Body&& body) {
         const DWORD lastError = GetLastError();
-        // A host's settings store that logs would come back here while the lock is held.
         static thread_local bool busy = false;
         if (!busy) {
             busy = true;
             try {
-                WriteLine(tag ? tag : L"", level, line ? line : L"");
+                body();
             } catch (...) {
-                // Logging never takes the caller down, not even when memory runs out.
             }
             busy = false;
         }
         SetLastError(lastError);
     }
 
-    void Reload() { m_loadedAt.store(0); }
-
-  private:
     void WriteLine(const wchar_t* tag, int level, const wchar_t* line) {
-        RefreshIfStale();
-        unsigned bit = LevelBit(level);
-        if (!(m_levels.load() & bit)) return;
+        if (!(m_levels.load() & LevelBit(level))) return;
 
         SYSTEMTIME now;
         GetLocalTime(&now);
