@@ -1,0 +1,129 @@
+// The PIN rules: which PINs break which rule, which rows show, and where the rows go.
+#include <gtest/gtest.h>
+#include "dialogs/pinchange/pin_rules.h"
+#include "dialogs/pinchange/rule_box_layout.h"
+
+using namespace pinrules;
+
+TEST(PinRules, WeakPinsAreArithmeticProgressionsOnTheLowByte) {
+    struct Case {
+        const wchar_t* pin;
+        bool weak;
+    } cases[] = {
+        {L"", true},        {L"7", true},       {L"93", true},      // too short to judge: weak
+        {L"0000", true},    {L"1111", true},    {L"1234", true},    {L"4321", true},  // step 0, 1, 255
+        {L"9876", true},    {L"2468", true},    {L"1357", true},    {L"97531", true}, {L"aceg", true},
+        {L"1235", false},   {L"1122", false},   {L"7890", false},   {L"1243", false}, {L"2580", false},
+        {L"9012", false},                                        // no wrap from 9 to 0 in characters
+        {L"\u00fe\u00ff\u0100", true},                           // 0xFE, 0xFF, 0x00: wraps mod 256
+        {L"\u0141\u0242\u0343", true},                           // differ only above the low byte
+        {L"123456789", true},
+    };
+    for (const Case& c : cases) EXPECT_EQ(IsPinWeak(c.pin), c.weak) << testing::PrintToString(std::wstring(c.pin));
+}
+
+TEST(PinRules, AlphabeticRuleAcceptsOnlyDecimalDigits) {
+    EXPECT_FALSE(IsAlphaPinWeak(L""));
+    EXPECT_FALSE(IsAlphaPinWeak(L"0123456789"));
+    for (const wchar_t* pin : {L"12a4", L"12 4", L"A", L"\u0661\u0662", L"12/4", L"12:4", L"\uff11"})
+        EXPECT_TRUE(IsAlphaPinWeak(pin)) << testing::PrintToString(std::wstring(pin));
+}
+
+namespace {
+struct Row {
+    bool visible, met;
+};
+void ExpectRows(const Outcome& out, std::initializer_list<Row> rows) {
+    int i = 0;
+    for (const Row& r : rows) {
+        EXPECT_EQ(out.rows[i].visible, r.visible) << "row " << i;
+        EXPECT_EQ(out.rows[i].met, r.met) << "row " << i;
+        ++i;
+    }
+}
+constexpr Row kHidden{false, false}, kMet{true, true}, kUnmet{true, false};
+}  // namespace
+
+// Rows: minimum, maximum, same PIN, weak, alphabetic, confirmation.
+TEST(PinRules, EveryRowIsEvaluatedWithoutEarlyExit) {
+    RuleSet rules = MakeRuleSet(1, 0, 1, 4, 8);
+    Outcome out = Evaluate(rules, L"1357", L"", L"", L"");
+    ExpectRows(out, {kUnmet, kMet, kMet, kUnmet, kMet, kMet});  // empty: too short and weak at once
+    EXPECT_FALSE(out.allMet);
+
+    out = Evaluate(rules, L"1357", L"1357", L"1357", L"1358");
+    ExpectRows(out, {kMet, kMet, kUnmet, kUnmet, kMet, kUnmet});
+
+    out = Evaluate(rules, L"1357", L"73a91", L"73a91", L"73a91");
+    ExpectRows(out, {kMet, kMet, kMet, kMet, kUnmet, kMet});
+
+    out = Evaluate(rules, L"1357", L"739182", L"739182", L"739182");
+    ExpectRows(out, {kMet, kMet, kMet, kMet, kMet, kMet});
+    EXPECT_TRUE(out.allMet);
+
+    out = Evaluate(rules, L"", L"739182461", L"739182461", L"739182461");
+    ExpectRows(out, {kMet, kUnmet, kMet, kMet, kMet, kMet});
+}
+
+TEST(PinRules, RowVisibilityFollowsTheRecord) {
+    // No record at all: only the confirmation row, met exactly when both fields agree.
+    RuleSet none;
+    ExpectRows(Evaluate(none, L"", L"", L"", L""), {kHidden, kHidden, kHidden, kHidden, kHidden, kMet});
+    EXPECT_TRUE(Evaluate(none, L"", L"", L"", L"").allMet);
+    EXPECT_FALSE(Evaluate(none, L"", L"12", L"12", L"13").allMet);
+
+    // A minimum of 0 is a rule that always holds; only the marker hides a length row.
+    RuleSet zero = MakeRuleSet(0, 1, 0, 0, kNoLengthRule);
+    ExpectRows(Evaluate(zero, L"", L"", L"", L""), {kMet, kHidden, kHidden, kHidden, kHidden, kMet});
+
+    // Weak PINs allowed: no weak row even for 1111.
+    RuleSet weakAllowed = MakeRuleSet(0, 1, 0, kNoLengthRule, kNoLengthRule);
+    Outcome out = Evaluate(weakAllowed, L"", L"1111", L"1111", L"1111");
+    EXPECT_FALSE(out.rows[kWeakPin].visible);
+    EXPECT_TRUE(out.allMet);
+}
+
+TEST(PinRules, SamePinIsCaseSensitiveAndOnlyWithTheRule) {
+    RuleSet off = MakeRuleSet(0, 1, 0, kNoLengthRule, kNoLengthRule);
+    RuleSet on = MakeRuleSet(0, 1, 1, kNoLengthRule, kNoLengthRule);
+    EXPECT_TRUE(Evaluate(off, L"abcd", L"abcd", L"abcd", L"abcd").allMet);
+    EXPECT_FALSE(Evaluate(on, L"abcd", L"abcd", L"abcd", L"abcd").allMet);
+    EXPECT_TRUE(Evaluate(on, L"abcd", L"ABCD", L"ABCD", L"ABCD").allMet);
+}
+
+TEST(PinRules, OkOfTheChangeNeedsTheCurrentPinOnlyWhenAsked) {
+    EXPECT_TRUE(IsChangeAcceptable(true, false, true));
+    EXPECT_FALSE(IsChangeAcceptable(true, true, true));
+    EXPECT_TRUE(IsChangeAcceptable(true, true, false));
+    EXPECT_FALSE(IsChangeAcceptable(false, false, false));
+}
+
+TEST(RuleBoxLayout, ShownRowsStackAndTheBoxShrinksByWhatIsLeft) {
+    RowGeometry rows[kStackCount];
+    for (RowGeometry& r : rows) r = {false, 20, 13, 4};
+    rows[kStackMinLength].shown = true;
+    rows[kStackAlphabetic].shown = true;
+    rows[kStackAlphabetic].textHeight = 26;  // a text on two lines
+    BoxLayout layout = LayOutRuleBox(/*top*/ 10, /*height*/ 200, rows, /*margin*/ 15, /*shift*/ 3, /*spacing*/ 6);
+
+    // 200 - 15 - (2 + 2) * 6 - (13 + 26) - 13
+    EXPECT_EQ(layout.shrinkBy, 109);
+    const RowPlacement& min = layout.rows[kStackMinLength];
+    EXPECT_TRUE(min.move);
+    EXPECT_EQ(min.textY, 10 + 15 + 6);
+    EXPECT_EQ(min.iconY, min.textY - 1);
+    EXPECT_EQ(min.textX, 23);
+    EXPECT_EQ(min.iconX, 7);
+    EXPECT_EQ(layout.rows[kStackAlphabetic].textY, min.textY + 6 + 13);
+    EXPECT_EQ(layout.rows[kStackConfirmation].textY, layout.rows[kStackAlphabetic].textY + 6 + 26);
+    for (int hidden : {kStackMaxLength, kStackWeakPin, kStackSamePin}) EXPECT_FALSE(layout.rows[hidden].move);
+}
+
+TEST(RuleBoxLayout, ConfirmationRowIsPlacedEvenWhenMarkedHidden) {
+    RowGeometry rows[kStackCount];
+    rows[kStackConfirmation] = {false, 0, 13, 0};
+    BoxLayout layout = LayOutRuleBox(0, 40, rows, 15, 0, 6);
+    EXPECT_TRUE(layout.rows[kStackConfirmation].move);
+    EXPECT_EQ(layout.rows[kStackConfirmation].textY, 21);
+    EXPECT_EQ(layout.shrinkBy, 40 - 15 - 12 - 13);
+}
