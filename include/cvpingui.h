@@ -86,6 +86,40 @@ int WINAPI ShowKeyPadChgPinPrompt(HWND hParent, const wchar_t* readerName, const
                                   void* context, unsigned periodMs);
 void WINAPI CancelKeyPadChgPinPrompt(void);
 
+/*
+ * Asks for the current PIN and a new one for the card in readerName, in the PIN change window:
+ * the new PIN is checked live against the rules, and OK is enabled only when every rule holds.
+ * preventAlpha       non-zero: digits only
+ * allowWeak          zero: repeated or sequential PINs (1111, 1234) are refused
+ * min/maxLength      in characters; CVPIN_NO_LENGTH_RULE for none
+ * firstUse           1 for the forced change at the card's first use: with the setting
+ *                    Corvana.ChangePINPolicies.DisableCancelChangePINatFirstUse it cannot be
+ *                    cancelled (removing the card still ends it)
+ * showLastTry        non-zero: warn first that a wrong current PIN may block the card
+ * newPin, currentPin caller's buffers of newPinSize / currentPinSize characters (terminator
+ *                    included); on success they hold the PINs and *...Length their lengths.
+ *                    Overwrite them when done.
+ * hParent            the caller's window. When it holds an embedded CChangePINDialog, the PINs
+ *                    come from that form and no window opens.
+ * requireCurrentPin  non-zero: the current-PIN field is shown and must be filled
+ * callback           optional, called every periodMs while the window is open
+ * Returns 0; 0xFFFFFFFF when cancelled, for invalid arguments, for a PIN that does not fit its
+ * buffer, or when an embedded form's PINs break a rule; or the last-try warning's refusal.
+ */
+unsigned WINAPI GetChangePINInfoFromUser_s(int preventAlpha, int allowWeak, unsigned minLength, unsigned maxLength,
+                                           int firstUse, int showLastTry, wchar_t* newPin, unsigned newPinSize,
+                                           unsigned* newPinLength, wchar_t* currentPin, unsigned currentPinSize,
+                                           unsigned* currentPinLength, const wchar_t* readerName, HWND hParent,
+                                           unsigned char requireCurrentPin, TimerCallback callback, void* context,
+                                           unsigned periodMs);
+
+/* The same, with buffers of 256 characters each. */
+unsigned WINAPI GetChangePINInfoFromUser(int preventAlpha, int allowWeak, unsigned minLength, unsigned maxLength,
+                                         int firstUse, int showLastTry, wchar_t* newPin, unsigned* newPinLength,
+                                         wchar_t* currentPin, unsigned* currentPinLength, const wchar_t* readerName,
+                                         HWND hParent, unsigned char requireCurrentPin, TimerCallback callback,
+                                         void* context, unsigned periodMs);
+
 /* Confirmation before a PIN-always operation: CVPIN_OK when confirmed. */
 int WINAPI ShowPINAlwaysPrompt(HWND hParent, const wchar_t* readerName);
 

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Draws the dialog icons (card.ico, keypad.ico) next to this script.
+"""Draws the dialog icons (card, keypad, rule met/unmet, PIN change) next to this script.
 
 The .ico files are checked in; run this only to change the artwork. Pure Python: each
 size is drawn with 4x4 supersampling and stored as a 32-bit DIB with alpha (plus the
@@ -38,6 +38,25 @@ class RoundRect:
             return self.colour
         t = (y - self.y0) / max(self.y1 - self.y0, 1e-9)
         return tuple(a + (b - a) * t for a, b in zip(self.colour, self.colour_bottom))
+
+
+class Segment:
+    """A stroke of the given width with round ends, from (x0, y0) to (x1, y1)."""
+
+    def __init__(self, x0, y0, x1, y1, width, colour):
+        self.x0, self.y0, self.x1, self.y1 = x0, y0, x1, y1
+        self.half = width / 2
+        self.colour = colour
+
+    def contains(self, x, y):
+        dx, dy = self.x1 - self.x0, self.y1 - self.y0
+        length2 = dx * dx + dy * dy
+        t = 0.0 if length2 == 0 else max(0.0, min(1.0, ((x - self.x0) * dx + (y - self.y0) * dy) / length2))
+        px, py = self.x0 + t * dx - x, self.y0 + t * dy - y
+        return px * px + py * py <= self.half * self.half
+
+    def colour_at(self, y):
+        return self.colour
 
 
 def outlined(x0, y0, x1, y1, radius, edge, fill, fill_bottom=None, width=1.0):
@@ -149,6 +168,44 @@ def keypad_shapes(s):
     return shapes
 
 
+def badge(s, edge, top, bottom):
+    # A round badge filling the icon, for the rule list's 16-pixel state icons.
+    return outlined(0.5, 0.5, s - 0.5, s - 0.5, s / 2, rgba(edge), rgba(top), rgba(bottom))
+
+
+def met_shapes(s):
+    w = max(1.8, s * 0.13)
+    return badge(s, "#1E6B2E", "#5BC46E", "#2E9444") + [
+        Segment(s * 0.27, s * 0.52, s * 0.44, s * 0.69, w, rgba("#FFFFFF")),
+        Segment(s * 0.44, s * 0.69, s * 0.74, s * 0.33, w, rgba("#FFFFFF")),
+    ]
+
+
+def unmet_shapes(s):
+    w = max(1.8, s * 0.13)
+    return badge(s, "#8E1F1A", "#EE6B5F", "#C83A2F") + [
+        Segment(s * 0.32, s * 0.32, s * 0.68, s * 0.68, w, rgba("#FFFFFF")),
+        Segment(s * 0.68, s * 0.32, s * 0.32, s * 0.68, w, rgba("#FFFFFF")),
+    ]
+
+
+def key_shapes(s):
+    # A brass key lying across the icon: the PIN change window's small icon.
+    edge, face = rgba("#7A5A12"), rgba("#E8C45A")
+    w = max(2.6, s * 0.16)
+    ring = max(7.0, s * 0.36)
+    bow = outlined(s * 0.06, s * 0.06, s * 0.06 + ring, s * 0.06 + ring, ring / 2, edge, face)
+    hole = max(2.0, s * 0.12)
+    hx = s * 0.06 + ring / 2 - hole / 2
+    bow += outlined(hx, hx, hx + hole, hx + hole, hole / 2, edge, rgba("#FFF4D0"))
+    return bow + [
+        Segment(s * 0.36, s * 0.36, s * 0.9, s * 0.9, w + 1.0, edge),
+        Segment(s * 0.36, s * 0.36, s * 0.9, s * 0.9, w - 0.6, face),
+        Segment(s * 0.66, s * 0.66, s * 0.52, s * 0.8, w, edge),
+        Segment(s * 0.8, s * 0.8, s * 0.66, s * 0.94, w, edge),
+    ]
+
+
 def dib_entry(size, pixels):
     """One icon image: BITMAPINFOHEADER (double height), BGRA rows bottom-up, then the AND mask."""
     header = struct.pack("<IiiHHIIiiII", 40, size, size * 2, 1, 32, 0, 0, 0, 0, 0, 0)
@@ -184,6 +241,9 @@ def main():
     here = os.path.dirname(os.path.abspath(__file__))
     write_ico(os.path.join(here, "card.ico"), card_shapes)
     write_ico(os.path.join(here, "keypad.ico"), keypad_shapes)
+    write_ico(os.path.join(here, "rule_met.ico"), met_shapes)
+    write_ico(os.path.join(here, "rule_unmet.ico"), unmet_shapes)
+    write_ico(os.path.join(here, "key.ico"), key_shapes)
 
 
 if __name__ == "__main__":

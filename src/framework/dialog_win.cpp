@@ -42,9 +42,11 @@ std::wstring LoadResString(UINT id, const wchar_t* fallback) {
 
 Dialog::Dialog(UINT templateId, HWND parent) : m_templateId(templateId), m_hWndParent(parent) {}
 
-Dialog::~Dialog() {
+Dialog::~Dialog() { DestroyUnhooked(); }
+
+void Dialog::DestroyUnhooked() {
     if (m_hWnd && IsWindow(m_hWnd)) {
-        // Unhook first: the object is half destroyed, no handler of it may run any more.
+        // Unhook first: no handler may run while the object is being torn down.
         SetWindowLongPtrW(m_hWnd, DWLP_USER, 0);
         DestroyWindow(m_hWnd);
     }

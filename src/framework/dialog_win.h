@@ -72,6 +72,11 @@ protected:
     // Hides and destroys the window, re-enables and re-activates the parent.
     void ModalCleanup();
 
+    // Destroys the window without running any handler of this object. A destructor whose
+    // controls notify the dialog as they go (secure edits clearing themselves) calls it first,
+    // while its members are still whole.
+    void DestroyUnhooked();
+
     // --- Handlers. Return true when the message was handled.
     virtual BOOL OnInitDialog();  // binds controls (UpdateData(false)); TRUE: default focus
     virtual bool OnCommand(WORD id, WORD code, HWND control);

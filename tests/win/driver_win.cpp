@@ -90,6 +90,8 @@ void Click(HWND dialog, int id) {
 
 void PressKey(HWND dialog, UINT vk) {
     HWND target = GetDlgItem(dialog, 3049);  // the focus is in the PIN field when there is one
+    GUITHREADINFO info = {sizeof(info)};
+    if (!target && GetGUIThreadInfo(GetWindowThreadProcessId(dialog, nullptr), &info)) target = info.hwndFocus;
     if (!target) target = dialog;
     PostMessageW(target, WM_KEYDOWN, vk, 1);
     PostMessageW(target, WM_KEYUP, vk, 0xC0000001);
@@ -106,6 +108,25 @@ bool IsItemEnabled(HWND dialog, int id) {
 bool IsItemVisible(HWND dialog, int id) {
     HWND item = GetDlgItem(dialog, id);
     return item && IsWindowVisible(item);
+}
+
+namespace {
+struct DescendantSearch {
+    int id;
+    HWND found;
+};
+BOOL CALLBACK MatchId(HWND hwnd, LPARAM lParam) {
+    auto* s = reinterpret_cast<DescendantSearch*>(lParam);
+    if (GetDlgCtrlID(hwnd) != s->id) return TRUE;
+    s->found = hwnd;
+    return FALSE;
+}
+}  // namespace
+
+HWND FindDescendant(HWND top, int id) {
+    DescendantSearch s{id, nullptr};
+    EnumChildWindows(top, MatchId, reinterpret_cast<LPARAM>(&s));
+    return s.found;
 }
 
 std::wstring ItemText(HWND dialog, int id) {

@@ -42,12 +42,14 @@ void TypeText(HWND edit, const wchar_t* text);
 void Backspace(HWND edit);
 // Clicks like a mouse: nothing happens on a disabled button.
 void Click(HWND dialog, int id);
-// Enter/Escape the way a keyboard does (through the dialog's message loop); returns when the
-// dialog's thread has handled them.
+// Enter/Escape the way a keyboard does (through the dialog's message loop, to the control with
+// the focus); returns when the dialog's thread has handled them.
 void PressKey(HWND dialog, UINT vk);
 bool IsItemEnabled(HWND dialog, int id);
 bool IsItemVisible(HWND dialog, int id);
 std::wstring ItemText(HWND dialog, int id);
+// A control anywhere under top (in child forms too), by its id; null when there is none.
+HWND FindDescendant(HWND top, int id);
 
 int RemoveCard(const wchar_t* reader);
 int SessionEvent(int code);

@@ -1,0 +1,43 @@
+// CVPoliciesDlg: the live rule list under the PIN fields of the PIN change and the unlock. Each
+// rule is a row (a text and a met/unmet icon); VerifyAndUpdatePolicies asks pin_rules.h for the
+// outcome and shows it. Hosts embed it as a child; other components may too (exported).
+#pragma once
+#include "api/export.h"
+#include "cvpingui.h"
+#include "dialogs/base/base_dialog_win.h"
+#include "dialogs/pinchange/pin_rules.h"
+
+class CVPINGUI_CLASS CVPoliciesDlg : public CBaseDialog {
+public:
+    // rules may be null (only the confirmation row then). Margins in pixels, for the layout.
+    CVPoliciesDlg(const PwdRuleArgs* rules, int mode, const RECT* position, HWND parent, int nTopMargin,
+                  int nLeftShift, int nRowSpacing);
+    ~CVPoliciesDlg() override;
+
+    // Creates the list as a hidden child of parent; non-zero on success.
+    int LocCreate(HWND parent);
+
+    // Updates every row and returns whether every shown rule holds. Wipes the four strings.
+    bool VerifyAndUpdatePolicies(CSecStr current, CSecStr candidate, CSecStr newPin, CSecStr confirm);
+
+protected:
+    BOOL OnInitDialog() override;
+
+private:
+    void SetMinPINLen(int length, bool visible, bool met);
+    void SetMaxPINLen(int length, bool visible, bool met);
+    void SetWeakPIN(bool visible, bool met);
+    void SetPreventSamePIN(bool visible, bool met);
+    void SetAlphaPIN(bool visible, bool met);
+    void SetConfirmPIN(bool met);
+    void SetRow(int textId, int iconId, const std::wstring& text, bool visible, bool met);
+    void SetPolicyIcon(HWND iconControl, HICON icon);
+    void PutPoliciesInBox();
+
+    HICON m_metIcon;
+    HICON m_unmetIcon;
+    int nTopMargin;
+    int nLeftShift;
+    int nRowSpacing;
+    pinrules::RuleSet m_rules;
+};
