@@ -14,22 +14,22 @@ namespace {
 
 // The test never holds the PIN in plain: only masked, unmasked one character at a time.
 constexpr int kPinLength = 16;
-volatile unsigned char g_key = 0;
 
 struct MaskedPin {
     unsigned char masked[kPinLength];
-    wchar_t At(int i) const { return static_cast<wchar_t>(masked[i] ^ g_key); }
+    volatile unsigned char key;
+    wchar_t At(int i) const { return static_cast<wchar_t>(masked[i] ^ key); }
 };
 
 MaskedPin MakePin() {
     unsigned char random[kPinLength + 1];
     BCryptGenRandom(nullptr, random, sizeof(random), BCRYPT_USE_SYSTEM_PREFERRED_RNG);
-    g_key = static_cast<unsigned char>(random[kPinLength] | 0x80);
     MaskedPin pin;
+    pin.key = static_cast<unsigned char>(random[kPinLength] | 0x80);
     for (int i = 0; i < kPinLength; ++i) {
         // Letters and digits, so the PIN is unlike anything else in memory.
         static const char kAlphabet[] = "0123456789ABCDEFGHJKLMNPQRSTUVWXYZ";
-        pin.masked[i] = static_cast<unsigned char>(kAlphabet[random[i] % (sizeof(kAlphabet) - 1)] ^ g_key);
+        pin.masked[i] = static_cast<unsigned char>(kAlphabet[random[i] % (sizeof(kAlphabet) - 1)] ^ pin.key);
     }
     SecureZeroMemory(random, sizeof(random));
     return pin;
@@ -108,4 +108,42 @@ TEST(PinMemory, NoCopyOfTheTypedPinSurvivesTheCall) {
     EXPECT_TRUE(same);
     FreeGetPinBuffer(buffer, length);
     EXPECT_EQ(CountAllForms(pin), 0u);
+}
+
+TEST(PinMemory, NoCopyOfEitherPinSurvivesTheChange) {
+    MaskedPin current = MakePin(), next = MakePin();
+    ASSERT_EQ(CountAllForms(current) + CountAllForms(next), 0u);
+    wchar_t currentOut[64], nextOut[64];
+    unsigned currentLength = 0, nextLength = 0;
+    {
+        Caller caller([&] {
+            return (int)GetChangePINInfoFromUser_s(0, 1, 4, 32, 0, 0, nextOut, 64, &nextLength, currentOut, 64,
+                                                   &currentLength, L"Simulated Reader 0", nullptr, 1, nullptr,
+                                                   nullptr, 0);
+        });
+        HWND dlg = WaitForDialog(caller);
+        ASSERT_NE(dlg, nullptr);
+        HWND currentEdit = FindDescendant(dlg, IDC_CURRENT_PIN_EDIT);
+        HWND newEdit = FindDescendant(dlg, IDC_NEW_PIN_EDIT);
+        HWND confirmEdit = FindDescendant(dlg, IDC_CONFIRM_PIN_EDIT);
+        for (int i = 0; i < kPinLength; ++i) {
+            TypeChar(currentEdit, current.At(i));
+            TypeChar(newEdit, next.At(i));
+            TypeChar(confirmEdit, next.At(i));
+        }
+        TypeChar(newEdit, L'x');
+        Backspace(newEdit);
+        Click(dlg, IDOK);
+        ASSERT_TRUE(caller.Wait());
+        ASSERT_EQ(caller.Result(), 0);
+    }
+    ASSERT_EQ(currentLength, static_cast<unsigned>(kPinLength));
+    ASSERT_EQ(nextLength, static_cast<unsigned>(kPinLength));
+    bool same = true;
+    for (int i = 0; i < kPinLength; ++i) same = same && currentOut[i] == current.At(i) && nextOut[i] == next.At(i);
+    EXPECT_TRUE(same);
+    SecureZeroMemory(currentOut, sizeof(currentOut));
+    SecureZeroMemory(nextOut, sizeof(nextOut));
+    EXPECT_EQ(CountAllForms(current), 0u);
+    EXPECT_EQ(CountAllForms(next), 0u);
 }
