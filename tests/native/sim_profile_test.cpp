@@ -1,0 +1,146 @@
+#include "profile.h"
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <sstream>
+#include <string>
+
+#include "sim_controller.h"
+
+namespace {
+
+std::string ReadProfileFile(const char* name) {
+    std::ifstream in(std::string(CVSIM_PROFILES_DIR) + "/" + name, std::ios::binary);
+    std::ostringstream text;
+    text << in.rdbuf();
+    return text.str();
+}
+
+// A card with every field but one replaced by `cardFields`.
+std::string WithCard(const std::string& cardFields) {
+    return R"({"readers":[{"name":"R","card":{"serial":"01")" + cardFields + "}}]}";
+}
+
+TEST(SimProfile, MalformedProfilesAreRefusedNamingTheField) {
+    struct Row {
+        std::string json;
+        const char* expected; // part of the error
+    };
+    const Row rows[] = {
+        {"", "not valid JSON"},
+        {R"({"readers":[{"name":"R","card":{"serial":"01"}})", "not valid JSON"},
+        {"[]", "profile: must be an object"},
+        {"{}", "profile.readers: missing"},
+        {R"({"readers":{}})", "profile.readers: must be a list"},
+        {R"({"readers":[{"card":null}]})", "readers[0].name: missing"},
+        {R"({"readers":[{"name":""}]})", "readers[0].name: must not be empty"},
+        {R"({"readers":[{"name":"R"},{"name":"R"}]})", "readers[1].name: used by two readers"},
+        {R"({"readers":[{"name":"R","colour":1}]})", "readers[0]: unknown field \"colour\""},
+        {R"({"readers":[{"name":"R","card":{}}]})", "readers[0].card.serial: missing"},
+        {R"({"readers":[{"name":"R","card":{"serial":""}}]})", "card.serial: must hold at least one byte"},
+        {R"({"readers":[{"name":"R","card":{"serial":"0G"}}]})",
+         "card.serial: character 2 is not a hexadecimal"},
+        {R"({"readers":[{"name":"R","card":{"serial":"012"}}]})", "card.serial: odd number"},
+        {WithCard(R"(,"type":"smart")"), "card.type: unknown type \"smart\""},
+        {WithCard(R"(,"transactionTimeout":-1)"), "card.transactionTimeout: must not be negative"},
+        {WithCard(R"(,"transactionTimeout":1.5)"), "card.transactionTimeout: must be a whole number"},
+        {WithCard(R"(,"pin":{"triesLeft":-1})"), "card.pin.triesLeft: must not be negative"},
+        {WithCard(R"(,"pin":{"triesLeft":4,"maxTries":3})"), "card.pin.triesLeft: must not exceed maxTries"},
+        {WithCard(R"(,"pin":{"maxTries":0})"), "card.pin.maxTries: must be at least 1"},
+        {WithCard(R"(,"pin":{"primaryCount":3})"), "card.pin.primaryCount: must be at most 2"},
+        {WithCard(R"(,"pin":{"min":8,"max":6})"), "card.pin.max: must not be below min"},
+        {WithCard(R"(,"pin":{"value":"12345"})"), "card.pin.value: length outside min..max"},
+        {WithCard(R"(,"pin":{"value":"12 456"})"), "card.pin.value: must be printable ASCII"},
+        {WithCard(R"(,"pin":{"weakCheck":1})"), "card.pin.weakCheck: must be true or false"},
+        {WithCard(R"(,"unblock":{"adminKey":"0011223344556677"})"),
+         "card.unblock.adminKey: must be 16 or 24 bytes"},
+        {WithCard(R"(,"unblock":{"authenticable":true})"), "card.unblock.adminKey: must be a string"},
+        {WithCard(R"(,"unlockCode":"")"), "card.unlockCode: must hold at least one byte"},
+        {WithCard(R"(,"capabilities":[1])"), "card.capabilities: must be a list of strings"},
+        {WithCard(R"(,"failures":[{"operation":"Fly","code":3099}])"),
+         "failures[0].operation: unknown operation \"Fly\""},
+        {WithCard(R"(,"failures":[{"code":3099}])"), "failures[0]: needs exactly one of"},
+        {WithCard(R"(,"failures":[{"operation":"Unblock","property":3,"code":3099}])"),
+         "needs exactly one of"},
+        {WithCard(R"(,"failures":[{"operation":"Unblock","code":42}])"),
+         "failures[0].code: module codes start at 3000"},
+        {WithCard(R"(,"failures":[{"operation":"Unblock"}])"), "failures[0].code: missing"},
+        {R"({"readers":[],"failures":[{"operation":"Unblock","code":3099}]})",
+         "profile.failures[0].operation: unknown"},
+    };
+    for (const Row& row : rows) {
+        sim::Profile profile;
+        std::string error;
+        EXPECT_FALSE(sim::ParseProfile(row.json, profile, &error)) << row.json;
+        EXPECT_NE(error.find(row.expected), std::string::npos) << row.json << "\n  gave: " << error;
+    }
+}
+
+TEST(SimProfile, ErrorsNeverQuoteSecrets) {
+    const std::string secrets[] = {
+        WithCard(R"(,"unblock":{"adminKey":"SECRETKEY0112233445566778899AABBCC"})"),
+        WithCard(R"(,"pin":{"value":"SECRET 1"})"),
+        R"({"readers":[{"name":"R","card":{"serial":"01","pin":{"value":"SECRET" )", // broken JSON
+    };
+    for (const std::string& json : secrets) {
+        sim::Profile profile;
+        std::string error;
+        EXPECT_FALSE(sim::ParseProfile(json, profile, &error));
+        EXPECT_EQ(error.find("SECRET"), std::string::npos) << error;
+    }
+}
+
+TEST(SimProfile, DefaultsAndKeptLeadingZeroBytes) {
+    sim::Profile profile;
+    std::string error;
+    ASSERT_TRUE(sim::ParseProfile(WithCard(""), profile, &error)) << error;
+    const sim::CardProfile& card = profile.readers.at(0).card;
+    EXPECT_EQ(card.type, sim::CardType::Piv);
+    EXPECT_EQ(card.transactionTimeout, 0u);
+    EXPECT_FALSE(card.hasUnblockRight);
+    EXPECT_TRUE(card.unlockCode.Empty());
+    EXPECT_EQ(card.pin.triesLeft, 3u);
+
+    ASSERT_TRUE(
+        sim::ParseProfile(R"({"readers":[{"name":"R","card":{"serial":"0000a1"}}]})", profile, &error));
+    EXPECT_EQ(profile.readers.at(0).card.serial, (std::vector<uint8_t>{0x00, 0x00, 0xA1}));
+}
+
+bool SameCards(const sim::Profile& a, const sim::Profile& b) {
+    if (a.readers.size() != b.readers.size()) return false;
+    for (size_t i = 0; i < a.readers.size(); ++i) {
+        const sim::ReaderProfile& x = a.readers[i];
+        const sim::ReaderProfile& y = b.readers[i];
+        const sim::CardProfile& c = x.card;
+        const sim::CardProfile& d = y.card;
+        if (x.name != y.name || x.hasCard != y.hasCard || c.serial != d.serial || c.type != d.type ||
+            c.inserted != d.inserted || c.transactionTimeout != d.transactionTimeout ||
+            c.pin.value != d.pin.value || c.pin.minLength != d.pin.minLength ||
+            c.pin.maxLength != d.pin.maxLength || c.pin.weakCheck != d.pin.weakCheck ||
+            c.pin.triesLeft != d.pin.triesLeft || c.pin.maxTries != d.pin.maxTries ||
+            c.pin.primaryCount != d.pin.primaryCount || c.hasUnblockRight != d.hasUnblockRight ||
+            c.unblockAuthenticable != d.unblockAuthenticable || !(c.adminKey == d.adminKey) ||
+            !(c.unlockCode == d.unlockCode) || c.capabilities != d.capabilities ||
+            c.failures.size() != d.failures.size())
+            return false;
+    }
+    return true;
+}
+
+TEST(SimProfile, ShippedProfilesParseAndTheDefaultFileMatchesTheBuiltIn) {
+    sim::Profile builtIn, file, blocked;
+    std::string error;
+    ASSERT_TRUE(sim::ParseProfile(sim::DefaultProfileJson(), builtIn, &error)) << error;
+    ASSERT_TRUE(sim::ParseProfile(ReadProfileFile("default.json"), file, &error)) << error;
+    EXPECT_TRUE(SameCards(builtIn, file));
+    ASSERT_EQ(builtIn.readers.size(), 1u);
+    EXPECT_TRUE(builtIn.readers[0].card.hasUnblockRight);
+
+    ASSERT_TRUE(sim::ParseProfile(ReadProfileFile("blocked-card.json"), blocked, &error)) << error;
+    ASSERT_EQ(blocked.readers.size(), 2u);
+    EXPECT_EQ(blocked.readers[0].card.pin.triesLeft, 0u);
+    EXPECT_FALSE(blocked.readers[1].card.hasUnblockRight);
+}
+
+} // namespace
