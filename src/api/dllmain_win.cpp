@@ -1,5 +1,6 @@
 // Process attach and detach of the PIN library.
 #include <windows.h>
+#include "card/cob_api.h"
 #include "framework/dialog_win.h"
 #include "framework/ui_scope_win.h"
 #include "services/event_sources_win.h"
@@ -39,6 +40,7 @@ void LoadResourceLibrary() {
 void Attach(HINSTANCE module) {
     SetThisModule(module);
     RegisterProgressBarClass(module);
+    cvCobAPI_Initialize();
     LoadResourceLibrary();
     fw::InitActivationContext(module);
     InstallBuiltInEventSources();
@@ -54,6 +56,8 @@ void Detach(bool processEnding) {
         if (!processEnding) FreeLibrary(resources);
     }
     fw::ReleaseActivationContext();
+    // At process exit the security module's library may already be detached: leave it alone.
+    if (!processEnding) cvCobAPI_Finalize();
     UnregisterClassW(kProgressBarClass, ThisModule());
 }
 

@@ -3,6 +3,7 @@
 // which pumps messages), so the library needs no thread of its own.
 #include "services/event_sources_win.h"
 
+#include "card/card_removal_events.h"
 #include "services/event_bus.h"
 #include "services/log.h"
 
@@ -48,6 +49,12 @@ LRESULT CALLBACK NotificationWindowProc(HWND window, UINT message, WPARAM wParam
 class SessionStateSource : public IEventSourceHooks {
   public:
     void OnFirstSubscriber(int eventId, const CVGuid& source) override {
+        // Card removals come from the security module, which the card layer listens to once
+        // for the process; it stays subscribed when the audience leaves.
+        if (eventId == CV_EVENT_CARD_REMOVED && source == CV_SOURCE_CARD_EVENTS) {
+            StartCardRemovalEvents();
+            return;
+        }
         if (!IsSessionState(eventId, source)) return;
         std::lock_guard<std::mutex> lock(m_mutex);
         // Counted rather than flagged: should the bus report a new first subscriber before

@@ -1,0 +1,271 @@
+// The card object layer on Windows with the real security-module library (the simulator next to
+// this test in bin/): the per-card display-notification date in the data cache, also across
+// processes; card removals reaching the event bus; and unblocking with a help-desk response
+// computed with CNG's 3DES.
+#include <gtest/gtest.h>
+#include <windows.h>
+#include <bcrypt.h>
+#include <oleauto.h>
+
+#include <string>
+#include <vector>
+
+#include "card/cob_api.h"
+#include "card/cv_card_management.h"
+#include "card/hex_converter.h"
+#include "card/mw_controller.h"
+#include "services/data_cache_win.h"
+#include "services/event_bus.h"
+#include "services/event_sources_win.h"
+#include "services/log.h"
+#include "smmw_sim.h"
+
+namespace {
+
+const wchar_t kReader1[] = L"Card Test Reader 1";
+const wchar_t kReader2[] = L"Card Test Reader 2";
+const wchar_t kSerial1[] = L"00CA2D000000A001";
+const wchar_t kSerial2[] = L"00CA2D000000A002";
+const char kAdminKey[] = "0123456789ABCDEFFEDCBA98765432100011223344556677";
+// Reader 1: a blocked PIV card the help desk can unblock; reader 2: a CAC card.
+const char kProfile[] = R"({"readers": [
+    {"name": "Card Test Reader 1", "card": {"serial": "00CA2D000000A001", "type": "piv",
+        "pin": {"value": "123456", "min": 6, "max": 8, "triesLeft": 0, "maxTries": 3},
+        "unblock": {"adminKey": "0123456789ABCDEFFEDCBA98765432100011223344556677", "authenticable": true}}},
+    {"name": "Card Test Reader 2", "card": {"serial": "00CA2D000000A002", "type": "cac"}}]})";
+const wchar_t kDateVariable[] = L"CARD_LAYER_TEST_DATE";
+const wchar_t kDateStore[] = L"Software\\Lumetra\\Corvana\\DataCache\\{DE7C1351-5982-43b3-AB97-74D3FCACF684}";
+
+struct SimControls {
+    CvSimLoadProfileJsonFn loadJson = nullptr;
+    CvSimRemoveCardFn removeCard = nullptr;
+    CvSimInsertCardFn insertCard = nullptr;
+    CvSimGetPinStateFn pinState = nullptr;
+    CvSimPinEqualsFn pinEquals = nullptr;
+};
+
+// The controller the layer loaded from bin/, and the simulator's control functions in it.
+bool LoadSimulator(SimControls& controls) {
+    if (!GetMWController()) return false;
+    HMODULE module = GetModuleHandleW(L"cv.smmw.mwctl.dll");
+    if (!module) return false;
+    auto get = [module](const char* name) { return reinterpret_cast<void*>(GetProcAddress(module, name)); };
+    controls.loadJson = reinterpret_cast<CvSimLoadProfileJsonFn>(get("CvSimLoadProfileJson"));
+    controls.removeCard = reinterpret_cast<CvSimRemoveCardFn>(get("CvSimRemoveCard"));
+    controls.insertCard = reinterpret_cast<CvSimInsertCardFn>(get("CvSimInsertCard"));
+    controls.pinState = reinterpret_cast<CvSimGetPinStateFn>(get("CvSimGetPinState"));
+    controls.pinEquals = reinterpret_cast<CvSimPinEqualsFn>(get("CvSimPinEquals"));
+    return controls.loadJson && controls.removeCard && controls.insertCard && controls.pinState &&
+           controls.pinEquals && controls.loadJson(kProfile) == CVSIM_OK;
+}
+
+std::vector<uint8_t> FromHex(const char* text) {
+    std::vector<uint8_t> bytes;
+    NV::Framework::CConverter::HexToBin(CSecStr(std::wstring(text, text + strlen(text)).c_str()), bytes);
+    return bytes;
+}
+
+// The help desk's answer: the challenge encrypted with the administrator key, one 3DES block.
+// CNG under Wine refuses ECB; CBC over one block with a zero IV is the same cipher.
+bool HelpDeskResponse(const CSecStr& challenge, CSecStr& response) {
+    std::vector<uint8_t> block, key = FromHex(kAdminKey);
+    if (!NV::Framework::CConverter::HexToBin(challenge, block) || block.size() != 8 || key.size() != 24)
+        return false;
+    BCRYPT_ALG_HANDLE algorithm = nullptr;
+    BCRYPT_KEY_HANDLE handle = nullptr;
+    UCHAR iv[8] = {}, out[8] = {};
+    ULONG written = 0;
+    bool ok =
+        BCryptOpenAlgorithmProvider(&algorithm, BCRYPT_3DES_ALGORITHM, nullptr, 0) == 0 &&
+        BCryptSetProperty(algorithm, BCRYPT_CHAINING_MODE, (PUCHAR)BCRYPT_CHAIN_MODE_CBC,
+                          sizeof(BCRYPT_CHAIN_MODE_CBC), 0) == 0 &&
+        BCryptGenerateSymmetricKey(algorithm, &handle, nullptr, 0, key.data(), ULONG(key.size()), 0) == 0 &&
+        BCryptEncrypt(handle, block.data(), 8, nullptr, iv, 8, out, 8, &written, 0) == 0 && written == 8;
+    if (handle) BCryptDestroyKey(handle);
+    if (algorithm) BCryptCloseAlgorithmProvider(algorithm, 0);
+    if (ok) NV::Framework::CConverter::BinToHex(out, 8, response);
+    return ok;
+}
+
+// Runs one test of this executable in a new process; its exit code.
+DWORD RunChild(const wchar_t* filter) {
+    wchar_t exe[MAX_PATH] = {};
+    GetModuleFileNameW(nullptr, exe, MAX_PATH);
+    std::wstring command = L"\"" + std::wstring(exe) + L"\" --gtest_brief=1 --gtest_also_run_disabled_tests";
+    command += std::wstring(L" --gtest_filter=") + filter;
+    STARTUPINFOW startup = {sizeof startup};
+    PROCESS_INFORMATION process = {};
+    if (!CreateProcessW(exe, &command[0], nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &process))
+        return GetLastError() | 0x10000000;
+    DWORD code = 0xFFFFFFFF;
+    if (WaitForSingleObject(process.hProcess, 60000) == WAIT_OBJECT_0)
+        GetExitCodeProcess(process.hProcess, &code);
+    CloseHandle(process.hThread);
+    CloseHandle(process.hProcess);
+    return code;
+}
+
+struct LogCapture : ILogSink {
+    void Write(const wchar_t* tag, int, const wchar_t* line) override {
+        text += std::wstring(tag) + L"|" + line + L"\n";
+    }
+    std::wstring text;
+};
+
+class CardLayerWin : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        ASSERT_TRUE(LoadSimulator(sim)) << "bin\\cv.smmw.mwctl.dll or its control functions";
+    }
+    SimControls sim;
+};
+
+TEST_F(CardLayerWin, StartsWithItsResourceLibrariesOnce) {
+    LogCapture log;
+    SetLogSink(&log);
+    EXPECT_EQ(cvCobAPI_Initialize(), 0u);
+    EXPECT_EQ(cvCobAPI_Initialize(), 0u);
+    EXPECT_NE(GetModuleHandleW(L"cvCobAPIrc.dll"), nullptr);
+    EXPECT_NE(GetModuleHandleW(L"cvCobAPIlrc.dll"), nullptr);
+    EXPECT_EQ(cvCobAPI_Finalize(), 0u);
+    SetLogSink(nullptr);
+    EXPECT_NE(log.text.find(L"CVCOBAPI|cvCobAPI_Initialize cvCobAPI already initialized!\n"),
+              std::wstring::npos);
+    EXPECT_EQ(log.text.find(L"Unable to load resources library"), std::wstring::npos);
+}
+
+TEST_F(CardLayerWin, DisplayDateIsKeptPerCardAcrossProcesses) {
+    RegDeleteTreeW(HKEY_CURRENT_USER, (std::wstring(kDateStore) + L"\\" + kSerial1).c_str());
+    RegDeleteTreeW(HKEY_CURRENT_USER, (std::wstring(kDateStore) + L"\\" + kSerial2).c_str());
+    CVReader one(kReader1), two(kReader2);
+    EXPECT_EQ(CVCardManagement(one).GetDisplayNotificationDate(), -1);
+
+    // Written by another process, read here.
+    const long long date = 1700000000LL + (long long)(GetTickCount64() % 100000);
+    SetEnvironmentVariableW(kDateVariable, std::to_wstring(date).c_str());
+    EXPECT_EQ(RunChild(L"CardLayerWinChild.DISABLED_WritesTheDateOfTheFirstCard"), 0u);
+    SetEnvironmentVariableW(kDateVariable, nullptr);
+    LogCapture log;
+    SetLogSink(&log);
+    EXPECT_EQ(CVCardManagement(one).GetDisplayNotificationDate(), date);
+    EXPECT_EQ(CVCardManagement(two).GetDisplayNotificationDate(), -1);
+    SetLogSink(nullptr);
+    // A missing record is reported by the low 16 bits of HRESULT_FROM_WIN32(ERROR_NOT_FOUND).
+    EXPECT_NE(
+        log.text.find(L"CVCardManagement::GetDisplayNotificationDate GetData failed with error = 0x490\n"),
+        std::wstring::npos);
+    // The record as other users of the data cache see it.
+    BYTE stored[64] = {};
+    DWORD size = sizeof stored;
+    ASSERT_EQ(RegGetValueW(HKEY_CURRENT_USER, (std::wstring(kDateStore) + L"\\" + kSerial1).c_str(),
+                           L"DisplayNotificationDate", RRF_RT_REG_BINARY, nullptr, stored, &size),
+              ERROR_SUCCESS);
+    ASSERT_EQ(size, 24u); // format, element type, lower bound, count; one 64-bit element
+    EXPECT_EQ(stored[4], VT_UI8);
+    long long element = 0;
+    memcpy(&element, stored + 16, 8);
+    EXPECT_EQ(element, date);
+}
+
+// Run by DisplayDateIsKeptPerCardAcrossProcesses in a process of its own (disabled otherwise).
+TEST(CardLayerWinChild, DISABLED_WritesTheDateOfTheFirstCard) {
+    wchar_t value[32] = {};
+    if (!GetEnvironmentVariableW(kDateVariable, value, 32)) GTEST_SKIP() << "run by another test";
+    SimControls sim;
+    ASSERT_TRUE(LoadSimulator(sim));
+    CVCardManagement(CVReader(kReader1)).SetDisplayNotificationDate(_wtoi64(value));
+}
+
+class RemovalWatcher : public CVDelegateSubscriber {
+  public:
+    RemovalWatcher() { Subscribe(CV_EVENT_CARD_REMOVED, &CV_SOURCE_CARD_EVENTS); }
+    ~RemovalWatcher() override { UnSubscribe(); }
+    void HandleEvent(const CVEventInfo* event) override {
+        if (event->code == 0) readers.push_back(event->readerName);
+    }
+    std::vector<std::wstring> readers;
+};
+
+TEST_F(CardLayerWin, ACardRemovedInTheModuleReachesTheEventBus) {
+    InstallBuiltInEventSources();
+    {
+        // The bus's first card-removal subscriber makes the layer listen to the module.
+        RemovalWatcher watcher;
+        ASSERT_EQ(sim.removeCard(kReader2), CVSIM_OK);
+        // The module tells its sinks on the thread that removed the card: no waiting needed.
+        EXPECT_EQ(watcher.readers, std::vector<std::wstring>{kReader2});
+        ASSERT_EQ(sim.insertCard(kReader2), CVSIM_OK);
+        EXPECT_EQ(watcher.readers.size(), 1u);
+    }
+    RemoveBuiltInEventSources();
+}
+
+TEST_F(CardLayerWin, TheHelpDeskResponseUnblocksTheCardAndAWrongOneDoesNot) {
+    CVCardManagement card{CVReader(kReader1)};
+    unsigned tries = 0, maxTries = 0;
+    int blocked = 0;
+    CSecStr challenge, response;
+
+    ASSERT_EQ(card.GetUnlockChallenge(&challenge), 0u);
+    ASSERT_TRUE(HelpDeskResponse(challenge, response));
+    CSecStr wrong = response.Left(15);
+    wrong.AppendChar(response[15] == L'0' ? L'1' : L'0');
+    EXPECT_EQ(card.UnlockPIN(wrong, CSecStr(L"24681357")), 5u);
+    ASSERT_EQ(sim.pinState(kReader1, &tries, &maxTries, &blocked), CVSIM_OK);
+    EXPECT_TRUE(blocked);
+
+    ASSERT_EQ(card.GetUnlockChallenge(&challenge), 0u);
+    ASSERT_TRUE(HelpDeskResponse(challenge, response));
+    EXPECT_EQ(card.UnlockPIN(response, CSecStr(L"24681357")), 0u);
+    ASSERT_EQ(sim.pinState(kReader1, &tries, &maxTries, &blocked), CVSIM_OK);
+    EXPECT_FALSE(blocked);
+    EXPECT_EQ(tries, 3u);
+    EXPECT_EQ(sim.pinEquals(kReader1, L"24681357"), CVSIM_OK);
+}
+
+// The data cache on its own: typed records, and the statuses its callers rely on.
+TEST(DataCache, StoresTypedVectorsAndReportsMissingRecords) {
+    NV::DataStore::DataCacheClient* client = NV::DataStore::GetDataCacheClient();
+    ASSERT_NE(client, nullptr);
+    BSTR store = SysAllocString(L"{CardLayerTest}"), compartment = SysAllocString(L"A1"),
+         data = SysAllocString(L"Numbers"), bad = SysAllocString(L"a\\b");
+    RegDeleteTreeW(HKEY_CURRENT_USER, L"Software\\Lumetra\\Corvana\\DataCache\\{CardLayerTest}");
+
+    SAFEARRAY* out = nullptr;
+    EXPECT_EQ(client->GetData(store, compartment, data, &out), HRESULT_FROM_WIN32(ERROR_NOT_FOUND));
+    EXPECT_EQ(client->GetData(store, nullptr, data, &out), E_INVALIDARG);
+    EXPECT_EQ(client->GetData(store, compartment, data, nullptr), E_INVALIDARG);
+    EXPECT_EQ(client->SetData(store, bad, data, nullptr), E_INVALIDARG);
+
+    for (VARTYPE vt : {VARTYPE(VT_UI8), VARTYPE(VT_I4)}) {
+        SAFEARRAY* in = SafeArrayCreateVector(vt, 0, 3);
+        for (LONG i = 0; i < 3; ++i) {
+            LONGLONG value = 0x100000000LL * (vt == VT_UI8) + 7 * i;
+            SafeArrayPutElement(in, &i, &value);
+        }
+        ASSERT_EQ(client->SetData(store, compartment, data, in), S_OK) << vt;
+        SafeArrayDestroy(in);
+        // A caller's one-element vector of another type is replaced by the record's.
+        out = SafeArrayCreateVector(VT_UI1, 0, 1);
+        ASSERT_EQ(client->GetData(store, compartment, data, &out), S_OK) << vt;
+        VARTYPE got = VT_EMPTY;
+        SafeArrayGetVartype(out, &got);
+        EXPECT_EQ(got, vt);
+        EXPECT_EQ(out->rgsabound[0].cElements, 3u);
+        LONG index = 2;
+        LONGLONG value = 0;
+        SafeArrayGetElement(out, &index, &value);
+        EXPECT_EQ(value, 0x100000000LL * (vt == VT_UI8) + 14) << vt;
+        SafeArrayDestroy(out);
+    }
+    SAFEARRAY* strings = SafeArrayCreateVector(VT_BSTR, 0, 1);
+    EXPECT_EQ(client->SetData(store, compartment, data, strings), DISP_E_BADVARTYPE);
+    SafeArrayDestroy(strings);
+
+    RegDeleteTreeW(HKEY_CURRENT_USER, L"Software\\Lumetra\\Corvana\\DataCache\\{CardLayerTest}");
+    for (BSTR s : {store, compartment, data, bad})
+        SysFreeString(s);
+    delete client;
+}
+
+} // namespace
