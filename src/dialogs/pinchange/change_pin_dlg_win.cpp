@@ -153,8 +153,9 @@ bool CChangePINDialog::VerifyAndUpdateAllPolicies(CSecStr newPin) {
     GUILOG(CVLOG_DETAIL, L"m_pPoliciesDlg: %d", m_pPoliciesDlg ? 1 : 0);
     bool rulesMet = true;
     if (m_pPoliciesDlg) rulesMet = m_pPoliciesDlg->VerifyAndUpdatePolicies(current, newPin, typedNew, confirm);
-    if (m_okButton)
-        EnableWindow(m_okButton, pinrules::IsChangeAcceptable(rulesMet, bRequireCurrentPIN, current.IsEmpty()));
+    const bool acceptable = pinrules::IsChangeAcceptable(rulesMet, bRequireCurrentPIN, current.IsEmpty());
+    // Only a change: re-disabling a disabled button still costs a message round.
+    if (m_okButton && (IsWindowEnabled(m_okButton) != FALSE) != acceptable) EnableWindow(m_okButton, acceptable);
     for (CSecStr* s : {&current, &typedNew, &confirm, &newPin}) s->Empty();
     return rulesMet;
 }

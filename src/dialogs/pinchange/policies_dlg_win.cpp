@@ -63,6 +63,10 @@ int CVPoliciesDlg::LocCreate(HWND parent) {
 BOOL CVPoliciesDlg::OnInitDialog() {
     LogScope log(L"CVPoliciesDlg::OnInitDialog");
     BOOL result = CBaseDialog::OnInitDialog();
+    for (int i = 0; i < pinrules::kStackCount; ++i) {
+        m_rowText[i] = Item(kStack[i].text);
+        m_rowIcon[i] = Item(kStack[i].icon);
+    }
     std::wstring title = fw::LoadResString(IDS_RULES_TITLE);
     if (!title.empty()) SetItemText(IDC_RULE_BOX, title.c_str());
     PutPoliciesInBox();
@@ -83,7 +87,7 @@ bool CVPoliciesDlg::VerifyAndUpdatePolicies(CSecStr current, CSecStr candidate, 
     SetAlphaPIN(row[kAlphabetic].visible, row[kAlphabetic].met);
     SetConfirmPIN(row[kConfirmation].met);
     if (m_hWnd) {
-        EnableItem(IDC_RULE_BOX, true);
+        if (HWND box = Item(IDC_RULE_BOX); box && !IsWindowEnabled(box)) EnableWindow(box, TRUE);
         ShowWindow(m_hWnd, SW_SHOW);
     }
     for (CSecStr* s : {&current, &candidate, &newPin, &confirm}) HidePinFromMemory(*s);
@@ -114,8 +118,18 @@ void CVPoliciesDlg::SetConfirmPIN(bool met) {
     SetRow(IDC_RULE_CONFIRM_TEXT, IDC_RULE_CONFIRM_ICON, fw::LoadResString(IDS_RULE_CONFIRM), true, met);
 }
 
+HWND CVPoliciesDlg::RowControl(int id) const {
+    // Looked up once: finding a child by id is a round trip to the window system, and this runs
+    // on every keystroke.
+    for (int i = 0; i < pinrules::kStackCount; ++i) {
+        if (kStack[i].text == id) return m_rowText[i];
+        if (kStack[i].icon == id) return m_rowIcon[i];
+    }
+    return nullptr;
+}
+
 void CVPoliciesDlg::SetRow(int textId, int iconId, const std::wstring& text, bool visible, bool met) {
-    HWND textControl = Item(textId);
+    HWND textControl = RowControl(textId);
     if (textControl) {
         // Runs on every keystroke: a static repaints whenever its text is set, so only a
         // changed text is handed over and rows that keep their text do not flicker.
@@ -124,7 +138,7 @@ void CVPoliciesDlg::SetRow(int textId, int iconId, const std::wstring& text, boo
         if (text.compare(0, std::wstring::npos, shown, static_cast<size_t>(length)) != 0)
             SetWindowTextW(textControl, text.c_str());
     }
-    HWND iconControl = Item(iconId);
+    HWND iconControl = RowControl(iconId);
     const int show = visible ? SW_SHOW : SW_HIDE;
     // ShowWindow with the state a window already has does nothing, so no repaint either.
     if (textControl) ShowWindow(textControl, show);
@@ -145,12 +159,10 @@ void CVPoliciesDlg::PutPoliciesInBox() {
     using namespace pinrules;
     HWND box = Item(IDC_RULE_BOX);
     if (!box) return;
-    HWND texts[kStackCount], icons[kStackCount];
-    for (int i = 0; i < kStackCount; ++i) {
-        texts[i] = Item(kStack[i].text);
-        icons[i] = Item(kStack[i].icon);
+    const HWND* texts = m_rowText;
+    const HWND* icons = m_rowIcon;
+    for (int i = 0; i < kStackCount; ++i)
         if (!texts[i] || !icons[i]) return;
-    }
     const bool shown[kStackCount] = {
         m_rules.minLength != kNoLengthRule, m_rules.maxLength != kNoLengthRule, m_rules.weakRule,
         m_rules.samePinRule, m_rules.alphaRule, true,

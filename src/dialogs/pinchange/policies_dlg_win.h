@@ -6,6 +6,7 @@
 #include "cvpingui.h"
 #include "dialogs/base/base_dialog_win.h"
 #include "dialogs/pinchange/pin_rules.h"
+#include "dialogs/pinchange/rule_box_layout.h"
 
 class CVPINGUI_CLASS CVPoliciesDlg : public CBaseDialog {
 public:
@@ -30,6 +31,7 @@ private:
     void SetPreventSamePIN(bool visible, bool met);
     void SetAlphaPIN(bool visible, bool met);
     void SetConfirmPIN(bool met);
+    HWND RowControl(int id) const;
     void SetRow(int textId, int iconId, const std::wstring& text, bool visible, bool met);
     void SetPolicyIcon(HWND iconControl, HICON icon);
     void PutPoliciesInBox();
@@ -40,4 +42,7 @@ private:
     int nLeftShift;
     int nRowSpacing;
     pinrules::RuleSet m_rules;
+    // The row controls in stacking order, found when the window is created.
+    HWND m_rowText[pinrules::kStackCount] = {};
+    HWND m_rowIcon[pinrules::kStackCount] = {};
 };
