@@ -1,4 +1,5 @@
-// Runs every prompt of the PIN library on the simulated reader.
+// Runs every prompt of the PIN library on the simulated reader; the PIN change applies the rules
+// of the simulated card, read through the card layer.
 //   cvpindemo --interactive        a person answers the prompts
 //   cvpindemo --scripted [--shots DIR]  a scripted user answers them; each dialog is saved as
 //                                  DIR\<name>.png as shown on the screen
@@ -7,6 +8,7 @@
 #include <cstdio>
 #include <functional>
 #include <string>
+#include "card/cv_card_management.h"
 #include "cvpingui.h"
 #include "driver_win.h"
 #include "resource_ids.h"
@@ -14,7 +16,8 @@
 
 namespace {
 
-const wchar_t kReader[] = L"Simulated Reader 0";
+// The reader of the simulated security module's built-in profile.
+const wchar_t kReader[] = L"Corvana Simulated Reader 0";
 bool g_scripted = false;
 std::wstring g_shots;
 
@@ -62,6 +65,47 @@ void WINAPI CapsLockOn(void*) {
     SetKeyboardState(keys);
 }
 
+// The rules of the card in kReader, as the security module reports them.
+PwdRuleArgs CardRules() {
+    CVReader reader(kReader);
+    CVCardManagement card(reader);
+    PwdRuleArgs rules{0, 1, 0, CVPIN_NO_LENGTH_RULE, CVPIN_NO_LENGTH_RULE, 0};
+    card.GetMinPINLen(&rules.dwMinPINLen);
+    card.GetMaxPINLen(&rules.dwMaxPINLen);
+    rules.bPreventAlphaPIN = card.IsAlphaPINCheckActivated();
+    rules.bAllowWeakPIN = !card.IsWeakPINCheckActivated();
+    printf("Card rules: %u to %u characters, digits only: %s, weak PINs refused: %s\n", rules.dwMinPINLen,
+           rules.dwMaxPINLen, rules.bPreventAlphaPIN ? "yes" : "no", rules.bAllowWeakPIN ? "no" : "yes");
+    return rules;
+}
+
+void RunChangePin() {
+    static const PwdRuleArgs rules = CardRules();
+    static wchar_t current[64], next[64];
+    static unsigned currentLength, nextLength;
+    int result = Run(
+        [] {
+            return (int)GetChangePINInfoFromUser_s(rules.bPreventAlphaPIN, rules.bAllowWeakPIN, rules.dwMinPINLen,
+                                                   rules.dwMaxPINLen, 0, 0, next, 64, &nextLength, current, 64,
+                                                   &currentLength, kReader, nullptr, 1, nullptr, nullptr, 0);
+        },
+        [](drv::Caller& c, HWND dlg) {
+            auto field = [dlg](int id) { return drv::FindDescendant(dlg, id); };
+            drv::TypeText(field(IDC_CURRENT_PIN_EDIT), L"123456");
+            drv::TypeText(field(IDC_NEW_PIN_EDIT), L"1234");
+            drv::TypeText(field(IDC_CONFIRM_PIN_EDIT), L"12");
+            Shot(c.ThreadId(), dlg, L"change-pin-rules-unmet");
+            drv::TypeText(field(IDC_NEW_PIN_EDIT), L"8059");  // 12348059: long enough, no sequence
+            drv::TypeText(field(IDC_CONFIRM_PIN_EDIT), L"348059");
+            Shot(c.ThreadId(), dlg, L"change-pin-rules-met");
+            drv::Click(dlg, IDOK);
+        });
+    Print("GetChangePINInfoFromUser_s (card's rules)", result);
+    if (result == 0) printf("  current PIN: %u characters, new PIN: %u characters (not shown)\n", currentLength, nextLength);
+    SecureZeroMemory(current, sizeof(current));
+    SecureZeroMemory(next, sizeof(next));
+}
+
 void RunAll() {
     ReportPin("GetPINFromUser (PIN typed, OK)", Run([] { return AskPin(0, 4, 8); }, [](drv::Caller& c, HWND dlg) {
                   drv::TypeText(GetDlgItem(dlg, IDC_PIN_EDIT), L"4711");
@@ -101,6 +145,8 @@ void RunAll() {
                   });
                   drv::RemoveCard(kReader);
               }));
+
+    RunChangePin();
 
     Print("ShowKeyPadPrompt (cancelled by the caller)",
           Run([] { return ShowKeyPadPrompt(nullptr, kReader, nullptr, 0, nullptr, nullptr, 0); },
