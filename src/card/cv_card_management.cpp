@@ -286,25 +286,26 @@ bool CVCardManagement::IsUnlockAllowed() {
     return allowed;
 }
 
+// Connects and reads the serial number that keys the card's data-cache record; fn runs with it
+// when both worked. Returns the connection's code, which the date operations log at exit.
+template <class Fn>
+uint32_t CVCardManagement::WithCardSerial(const wchar_t* operation, Fn&& fn) {
+    OperationConnection op(m_reader, operation);
+    if (!op.Ok()) return op.Result();
+    CSecStr serial;
+    const uint32_t rc = CVCardProperties(m_reader).GetSerialNumber(&serial);
+    if (rc != CV_OBJ_API_OK)
+        COBLOG(CVLOG_ERROR, L"%ls : Error (%d) in CVCardProperties::GetSerialNumber", operation, (int)rc);
+    else
+        fn(serial);
+    return op.Result();
+}
+
 int64_t CVCardManagement::GetDisplayNotificationDate() {
     COBLOG(CVLOG_ENTRY, L"CVCardManagement::GetDisplayNotificationDate");
     int64_t date = -1;
-    uint32_t ret;
-    {
-        OperationConnection op(m_reader, L"CVCardManagement::GetDisplayNotificationDate");
-        ret = op.Result();
-        if (op.Ok()) {
-            CSecStr serial;
-            const uint32_t rc = CVCardProperties(m_reader).GetSerialNumber(&serial);
-            if (rc != CV_OBJ_API_OK)
-                COBLOG(
-                    CVLOG_ERROR,
-                    L"CVCardManagement::GetDisplayNotificationDate : Error (%d) in CVCardProperties::GetSerialNumber",
-                    (int)rc);
-            else
-                date = ReadDisplayNotificationDate(serial);
-        }
-    }
+    const uint32_t ret = WithCardSerial(L"CVCardManagement::GetDisplayNotificationDate",
+                                        [&](const CSecStr& serial) { date = ReadDisplayNotificationDate(serial); });
     COBLOG(CVLOG_EXIT, L"CVCardManagement::GetDisplayNotificationDate : ret=(%#x)", ret);
     return date;
 }
@@ -314,22 +315,8 @@ void CVCardManagement::SetDisplayNotificationDate(int64_t date) {
     COBLOG(CVLOG_INFO,
            L"CVCardManagement::SetDisplayNotificationDate: Set the DisplayNotificationDate to %ls",
            LocalTimeText(date).c_str());
-    uint32_t ret;
-    {
-        OperationConnection op(m_reader, L"CVCardManagement::SetDisplayNotificationDate");
-        ret = op.Result();
-        if (op.Ok()) {
-            CSecStr serial;
-            const uint32_t rc = CVCardProperties(m_reader).GetSerialNumber(&serial);
-            if (rc != CV_OBJ_API_OK)
-                COBLOG(
-                    CVLOG_ERROR,
-                    L"CVCardManagement::SetDisplayNotificationDate : Error (%d) in CVCardProperties::GetSerialNumber",
-                    (int)rc);
-            else
-                WriteDisplayNotificationDate(serial, date);
-        }
-    }
+    const uint32_t ret = WithCardSerial(L"CVCardManagement::SetDisplayNotificationDate",
+                                        [&](const CSecStr& serial) { WriteDisplayNotificationDate(serial, date); });
     COBLOG(CVLOG_EXIT, L"CVCardManagement::SetDisplayNotificationDate : ret=(%#x)", ret);
 }
 

@@ -45,6 +45,8 @@ class CVPINGUI_CLASS CVCardManagement {
     uint32_t GetTransactionTimeoutValue(uint32_t* punTimeout);
 
   private:
+    template <class Fn>
+    uint32_t WithCardSerial(const wchar_t* operation, Fn&& fn);
     bool ReadCardFlag(int32_t propertyId, const wchar_t* entryName, const wchar_t* exitFormat,
                       const wchar_t* errorFormat);
     uint32_t ReadPinLength(int32_t propertyId, uint32_t* length, const wchar_t* name, const wchar_t* nullLine,

@@ -254,38 +254,34 @@ uint32_t CVConnection::UpdateCredential(ICredential* credential, int32_t propert
 }
 
 // The transaction texts carry the UpdateCredential prefix: log readers search for them so.
-uint32_t CVConnection::BeginTransaction() {
-    COBLOG(CVLOG_ENTRY, L"CVConnection::BeginTransaction");
+uint32_t CVConnection::OnTransaction(const wchar_t* name, const wchar_t* notConnected, const wchar_t* errorFormat,
+                                     void (NV::SMMW::IContext::*call)()) {
+    COBLOG(CVLOG_ENTRY, L"%ls", name);
     if (!m_pContext) {
-        COBLOG(CVLOG_ERROR,
-               L"CVConnection::UpdateCredential Not connected: Impossible to start a transaction");
+        COBLOG(CVLOG_ERROR, L"%ls", notConnected);
         return CV_OBJ_API_FAILED;
     }
-    return CallModule(CVLOG_ERROR,
-                      L"CVConnection::UpdateCredential : Error while trying to start a transaction: %ls.",
-                      [&] { m_pContext->BeginTransaction(); });
+    return CallModule(CVLOG_ERROR, errorFormat, [&] { (m_pContext->*call)(); });
+}
+
+uint32_t CVConnection::BeginTransaction() {
+    return OnTransaction(L"CVConnection::BeginTransaction",
+                         L"CVConnection::UpdateCredential Not connected: Impossible to start a transaction",
+                         L"CVConnection::UpdateCredential : Error while trying to start a transaction: %ls.",
+                         &NV::SMMW::IContext::BeginTransaction);
 }
 
 uint32_t CVConnection::EndTransaction() {
-    COBLOG(CVLOG_ENTRY, L"CVConnection::EndTransaction");
-    if (!m_pContext) {
-        COBLOG(CVLOG_ERROR, L"CVConnection::UpdateCredential Not connected: Impossible to end a transaction");
-        return CV_OBJ_API_FAILED;
-    }
-    return CallModule(CVLOG_ERROR,
-                      L"CVConnection::UpdateCredential : Error while trying to end a transaction: %ls.",
-                      [&] { m_pContext->EndTransaction(); });
+    return OnTransaction(L"CVConnection::EndTransaction",
+                         L"CVConnection::UpdateCredential Not connected: Impossible to end a transaction",
+                         L"CVConnection::UpdateCredential : Error while trying to end a transaction: %ls.",
+                         &NV::SMMW::IContext::EndTransaction);
 }
 
 uint32_t CVConnection::ResetTransactionTimeout() {
-    COBLOG(CVLOG_ENTRY, L"CVConnection::ResetTransactionTimeout");
-    if (!m_pContext) {
-        COBLOG(CVLOG_ERROR,
-               L"CVConnection::UpdateCredential Not connected: Impossible to reset the transaction timeout");
-        return CV_OBJ_API_FAILED;
-    }
-    return CallModule(
-        CVLOG_ERROR,
+    return OnTransaction(
+        L"CVConnection::ResetTransactionTimeout",
+        L"CVConnection::UpdateCredential Not connected: Impossible to reset the transaction timeout",
         L"CVConnection::UpdateCredential : Error while trying to reset the transaction timeout: %ls.",
-        [&] { m_pContext->ResetTransactionTimeout(); });
+        &NV::SMMW::IContext::ResetTransactionTimeout);
 }

@@ -50,6 +50,9 @@ class CVPINGUI_CLASS CVConnection {
     uint32_t ResetTransactionTimeout();
 
   private:
+    // One transaction call on the context, with its entry, not-connected and failure lines.
+    uint32_t OnTransaction(const wchar_t* name, const wchar_t* notConnected, const wchar_t* errorFormat,
+                           void (NV::SMMW::IContext::*call)());
     friend class CVReader;
 
     struct CreateKind; // what differs between creating a PKI and a data credential
