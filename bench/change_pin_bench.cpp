@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <vector>
 #include "cvpingui.h"
+#include "driver_win.h"
 #include "resource_ids.h"
 
 namespace {
@@ -99,27 +100,6 @@ double BareEditMedian(int keystrokes) {
     DestroyWindow(parent);
     while (PeekMessageW(&msg, nullptr, 0, 0, PM_REMOVE)) DispatchMessageW(&msg);
     return median;
-}
-
-// --- Finding the controls of the PIN change window ------------------------------------------
-
-struct ControlSearch {
-    int id;
-    HWND found;
-};
-
-BOOL CALLBACK MatchControl(HWND hwnd, LPARAM lParam) {
-    auto* search = reinterpret_cast<ControlSearch*>(lParam);
-    if (GetDlgCtrlID(hwnd) != search->id) return TRUE;
-    search->found = hwnd;
-    return FALSE;
-}
-
-// The form and the rule list are child dialogs: search every descendant.
-HWND FindControl(HWND top, int id) {
-    ControlSearch search = {id, nullptr};
-    EnumChildWindows(top, MatchControl, reinterpret_cast<LPARAM>(&search));
-    return search.found;
 }
 
 // --- Counting what the rule list paints ------------------------------------------------------
@@ -261,8 +241,8 @@ void CALLBACK MeasureInsideWindow(HWND, UINT, UINT_PTR timer, DWORD) {
     // The watch would otherwise run on every message of the measured keystrokes.
     UnhookWindowsHookEx(g_watchHook);
     g_watchHook = nullptr;
-    HWND edit = FindControl(g_top, IDC_NEW_PIN_EDIT);
-    HWND box = FindControl(g_top, IDC_RULE_BOX);
+    HWND edit = drv::FindDescendant(g_top, IDC_NEW_PIN_EDIT);
+    HWND box = drv::FindDescendant(g_top, IDC_RULE_BOX);
     if (edit && box) {
         g_found = true;
         g_ruleList = GetParent(box);
@@ -281,7 +261,7 @@ void CALLBACK MeasureInsideWindow(HWND, UINT, UINT_PTR timer, DWORD) {
 LRESULT CALLBACK WatchForWindow(int code, WPARAM wParam, LPARAM lParam) {
     if (code == HC_ACTION && !g_top) {
         HWND root = GetAncestor(reinterpret_cast<const CWPRETSTRUCT*>(lParam)->hwnd, GA_ROOT);
-        if (root && IsWindowVisible(root) && FindControl(root, IDC_NEW_PIN_EDIT)) {
+        if (root && IsWindowVisible(root) && drv::FindDescendant(root, IDC_NEW_PIN_EDIT)) {
             g_top = root;
             SetTimer(nullptr, 0, USER_TIMER_MINIMUM, MeasureInsideWindow);
         }

@@ -31,18 +31,8 @@ class SimControllerTest : public ::testing::Test {
         std::string error;
         ASSERT_TRUE(controller.LoadProfile(json, &error)) << error;
     }
-    IContext* Open(const wchar_t* reader = kReader) {
-        ParameterMap parameters;
-        if (reader) parameters.Set(L"ReaderName", reader);
-        return controller.EstablishContext(parameters);
-    }
-    IPinCredential* UserPin(IContext* context) {
-        Filter filter;
-        filter.AddCredentialType(CREDENTIAL_PIN);
-        filter.AddCredentialAttribute(ATTRIBUTE_PRIMARY_PIN, 1);
-        auto found = context->ListCredentials(filter);
-        return found.size() == 1 ? found[0]->AsPinCredential() : nullptr;
-    }
+    IContext* Open(const wchar_t* reader = kReader) { return simtest::OpenContext(controller, reader); }
+    IPinCredential* UserPin(IContext* context) { return simtest::PrimaryPin(context); }
     std::vector<uint8_t> RightResponse(const std::vector<uint8_t>& challenge) {
         const std::vector<uint8_t> key = {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15};
         std::vector<uint8_t> response(8);

@@ -1,9 +1,10 @@
-// Shared by the simulator's native tests: a deterministic cipher and exception capture.
+// Shared by the simulator's native tests: a deterministic cipher, and the module helpers.
 #pragma once
 #include <cstdint>
 #include <vector>
 
 #include "sim_controller.h"
+#include "smmw_test_support.h"
 
 namespace simtest {
 
@@ -26,16 +27,5 @@ class FakeCrypto : public sim::ICrypto {
     uint32_t m_next = 0x40;
 };
 
-// The module code of the IException* an operation throws; 0 when it throws nothing.
-template <class F> uint32_t CodeOf(F&& operation) {
-    try {
-        operation();
-    } catch (NV::Framework::IException* e) {
-        const uint32_t code = e->GetCode();
-        e->Release();
-        return code;
-    }
-    return 0;
-}
 
 } // namespace simtest

@@ -8,6 +8,7 @@
 
 #include "smmw.h"
 #include "smmw_sim.h"
+#include "../native/smmw_test_support.h"
 
 using namespace NV::SMMW;
 
@@ -84,16 +85,7 @@ template <class F> F Export(HMODULE module, const char* name) {
     return reinterpret_cast<F>(reinterpret_cast<void*>(GetProcAddress(module, name)));
 }
 
-template <class F> uint32_t CodeOf(F&& operation) {
-    try {
-        operation();
-    } catch (NV::Framework::IException* e) {
-        const uint32_t code = e->GetCode();
-        e->Release();
-        return code;
-    }
-    return 0;
-}
+using simtest::CodeOf;
 
 class SimModule : public ::testing::Test {
   protected:
@@ -119,18 +111,8 @@ class SimModule : public ::testing::Test {
         if (loadDefault) loadDefault();
         if (module) FreeLibrary(module);
     }
-    IPinCredential* UserPin(IContext* context) {
-        Filter filter;
-        filter.AddCredentialType(CREDENTIAL_PIN);
-        filter.AddCredentialAttribute(ATTRIBUTE_PRIMARY_PIN, 1);
-        auto found = context->ListCredentials(filter);
-        return found.size() == 1 ? found[0]->AsPinCredential() : nullptr;
-    }
-    IContext* Open(const wchar_t* reader) {
-        ParameterMap parameters;
-        parameters.Set(L"ReaderName", reader);
-        return controller->EstablishContext(parameters);
-    }
+    IPinCredential* UserPin(IContext* context) { return simtest::PrimaryPin(context); }
+    IContext* Open(const wchar_t* reader) { return simtest::OpenContext(*controller, reader); }
 
     HMODULE module = nullptr;
     IController* controller = nullptr;
