@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <initializer_list>
+#include <unordered_set>
 
 #include "hex.h"
 
@@ -242,14 +243,17 @@ Profile ParseTree(json& root) {
     json* readers = top.Find("readers");
     if (!readers) Reject("profile.readers", "missing");
     if (!readers->is_array()) Reject("profile.readers", "must be a list");
+    // Names are checked by hash: a profile of many thousand readers must load in linear time.
+    std::unordered_set<std::wstring> names;
+    names.reserve(readers->size());
+    profile.readers.reserve(readers->size());
     for (size_t i = 0; i < readers->size(); ++i) {
         const std::string path = "readers[" + std::to_string(i) + "]";
         Fields r((*readers)[i], path, {"name", "card"});
         ReaderProfile reader;
         reader.name = Widen(r.String("name", true));
         if (reader.name.empty()) Reject(r.PathOf("name"), "must not be empty");
-        for (const ReaderProfile& other : profile.readers)
-            if (other.name == reader.name) Reject(r.PathOf("name"), "used by two readers");
+        if (!names.insert(reader.name).second) Reject(r.PathOf("name"), "used by two readers");
         json* card = r.Find("card");
         if (card && !card->is_null()) {
             reader.hasCard = true;
@@ -259,6 +263,37 @@ Profile ParseTree(json& root) {
     }
     profile.failures = ParseFailures(top.Find("failures"), "profile.failures", false);
     return profile;
+}
+
+// The parser and the walks over its tree recurse once per level; a profile nested deep enough to
+// exhaust the stack is refused by this linear scan before any of them runs. A real profile is
+// six levels deep; notes ("description") get room to spare.
+constexpr size_t kMaxNesting = 32;
+
+bool NestingWithinLimit(const std::string& text, std::string* error) {
+    size_t depth = 0;
+    bool inString = false;
+    for (size_t i = 0; i < text.size(); ++i) {
+        const char c = text[i];
+        if (inString) {
+            if (c == '\\')
+                ++i; // whatever is escaped cannot end the string
+            else if (c == '"')
+                inString = false;
+        } else if (c == '"') {
+            inString = true;
+        } else if (c == '[' || c == '{') {
+            if (++depth > kMaxNesting) {
+                if (error)
+                    *error = "nested more than " + std::to_string(kMaxNesting) + " levels deep (at byte " +
+                             std::to_string(i + 1) + ")";
+                return false;
+            }
+        } else if ((c == ']' || c == '}') && depth > 0) {
+            --depth; // unbalanced brackets are the parser's to report
+        }
+    }
+    return true;
 }
 
 // Wipes every string left in the tree: a profile that failed half-way still holds secrets.
@@ -283,6 +318,7 @@ bool IsControllerOperation(const std::string& name) {
 }
 
 bool ParseProfile(const std::string& text, Profile& out, std::string* error) {
+    if (!NestingWithinLimit(text, error)) return false;
     json root;
     try {
         root = json::parse(text);

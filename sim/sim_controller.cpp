@@ -1,6 +1,7 @@
 #include "sim_controller.h"
 
 #include <algorithm>
+#include <unordered_map>
 
 #include "sim_context.h"
 #include "sim_errors.h"
@@ -77,13 +78,15 @@ bool SimController::LoadProfile(const std::string& json, std::string* error) {
             reader->listed = false;
         }
         // Listing follows the profile's order; reused reader objects are moved into place.
+        std::unordered_map<std::wstring, std::unique_ptr<SimReader>*> byName(state.readers.size());
+        for (auto& reader : state.readers)
+            byName.emplace(reader->Name(), &reader);
         std::vector<std::unique_ptr<SimReader>> ordered;
+        ordered.reserve(profile.readers.size() + state.readers.size());
         for (ReaderProfile& entry : profile.readers) {
-            auto same = std::find_if(
-                state.readers.begin(), state.readers.end(),
-                [&](const std::unique_ptr<SimReader>& r) { return r && r->Name() == entry.name; });
-            std::unique_ptr<SimReader> reader = same != state.readers.end()
-                                                    ? std::move(*same)
+            auto same = byName.find(entry.name);
+            std::unique_ptr<SimReader> reader = same != byName.end()
+                                                    ? std::move(*same->second)
                                                     : std::make_unique<SimReader>(state, entry.name);
             reader->listed = true;
             if (entry.hasCard) {

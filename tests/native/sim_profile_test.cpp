@@ -7,6 +7,7 @@
 #include <string>
 
 #include "sim_controller.h"
+#include "sim_test_support.h"
 
 namespace {
 
@@ -141,6 +142,61 @@ TEST(SimProfile, ShippedProfilesParseAndTheDefaultFileMatchesTheBuiltIn) {
     ASSERT_EQ(blocked.readers.size(), 2u);
     EXPECT_EQ(blocked.readers[0].card.pin.triesLeft, 0u);
     EXPECT_FALSE(blocked.readers[1].card.hasUnblockRight);
+}
+
+// Brackets open `depth` levels inside the first reader's note.
+std::string NestedNote(size_t depth, const std::string& open, const std::string& close) {
+    std::string note;
+    for (size_t i = 0; i < depth; ++i)
+        note += open;
+    for (size_t i = 0; i < depth; ++i)
+        note += close;
+    return R"({"readers":[{"name":"R","description":)" + note + "}]}";
+}
+
+TEST(SimProfile, DeepNestingIsRefusedWithoutExhaustingTheStack) {
+    struct Row {
+        std::string json;
+        bool accepted;
+    };
+    const Row rows[] = {
+        {NestedNote(200000, "[", "]"), false},
+        {NestedNote(50000, R"({"a":)", "}"), false},
+        {NestedNote(200000, "[", ""), false}, // never closed
+        {NestedNote(10, R"({"a":[)", "]}"), true},
+        // Brackets inside strings are text, also after an escaped quote.
+        {NestedNote(1, "[\"\\\"" + std::string(100000, '[') + "\"", "]"), true},
+    };
+    simtest::FakeCrypto crypto;
+    sim::SimController controller(crypto);
+    for (const Row& row : rows) {
+        sim::Profile profile;
+        std::string error;
+        EXPECT_EQ(sim::ParseProfile(row.json, profile, &error), row.accepted) << error;
+        if (!row.accepted) {
+            EXPECT_NE(error.find("nested more than"), std::string::npos) << error;
+        }
+        EXPECT_EQ(controller.LoadProfile(row.json, &error), row.accepted) << error;
+    }
+}
+
+TEST(SimProfile, AProfileOfManyReadersLoadsEveryReaderInOrder) {
+    constexpr int kReaders = 20000;
+    std::string json = R"({"readers":[)";
+    for (int i = 0; i < kReaders; ++i)
+        json += (i ? "," : "") + std::string(R"({"name":"Reader )") + std::to_string(i) +
+                R"(","card":{"serial":"0A"}})";
+    json += "]}";
+    simtest::FakeCrypto crypto;
+    sim::SimController controller(crypto);
+    for (int load = 0; load < 2; ++load) { // the second load reuses every reader
+        std::string error;
+        ASSERT_TRUE(controller.LoadProfile(json, &error)) << error;
+        const std::vector<NV::SMMW::IReader*> readers = controller.ListReaders();
+        ASSERT_EQ(readers.size(), static_cast<size_t>(kReaders));
+        EXPECT_EQ(std::wstring(readers.front()->GetName()), L"Reader 0");
+        EXPECT_EQ(std::wstring(readers.back()->GetName()), L"Reader " + std::to_wstring(kReaders - 1));
+    }
 }
 
 } // namespace
