@@ -17,13 +17,15 @@ std::wstring LocalTimeText(int64_t secondsSince1970) {
 #endif
     if (local.tm_wday < 0 || local.tm_wday > 6 || local.tm_mon < 0 || local.tm_mon > 11)
         return L"(invalid time)";
+    // tm_year may be as large as INT_MAX for the farthest times a 64-bit clock converts.
+    const long long year = static_cast<long long>(local.tm_year) + 1900;
     wchar_t text[128] = {};
 #ifdef _WIN32
-    _snwprintf(text, 127, L"%ls %ls %2d %02d:%02d:%02d %d", kDays[local.tm_wday], kMonths[local.tm_mon],
-               local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec, local.tm_year + 1900);
+    _snwprintf(text, 127, L"%ls %ls %2d %02d:%02d:%02d %lld", kDays[local.tm_wday], kMonths[local.tm_mon],
+               local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec, year);
 #else
-    swprintf(text, 128, L"%ls %ls %2d %02d:%02d:%02d %d", kDays[local.tm_wday], kMonths[local.tm_mon],
-             local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec, local.tm_year + 1900);
+    swprintf(text, 128, L"%ls %ls %2d %02d:%02d:%02d %lld", kDays[local.tm_wday], kMonths[local.tm_mon],
+             local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec, year);
 #endif
     return text;
 }
