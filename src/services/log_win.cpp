@@ -21,6 +21,11 @@ constexpr unsigned kDefaultLevels = 0x1; // errors only
 // Every log call, also the disabled entry and exit lines, passes here; reading the registry
 // each time would cost more than the dialogs' own work. A change applies within this delay.
 constexpr ULONGLONG kRefreshMs = 1000;
+// A file that cannot be opened (a folder that cannot be created, a path too long) would cost its
+// failed system calls on every line, and lines come by the hundred per dialog.
+constexpr ULONGLONG kRetryAfterFailureMs = 5000;
+
+std::atomic<LogFileOpener> g_opener{nullptr};
 
 // The bit of a level in "Corvana.Logging.Levels"; 0 for levels that have none.
 unsigned LevelBit(int level) {
@@ -134,14 +139,17 @@ class FileLogSink : public ILogSink {
 
         std::lock_guard<std::mutex> lock(m_mutex);
         if (m_path.empty()) return;
+        const ULONGLONG tick = GetTickCount64();
+        if (m_failedAt != 0 && tick - m_failedAt < kRetryAfterFailureMs) return;
         // Opened for each line: another process may append in between, and the file may be
         // moved away or deleted at any time without stopping the logging.
-        HANDLE file = OpenForAppend(m_path);
-        if (file == INVALID_HANDLE_VALUE && GetLastError() == ERROR_PATH_NOT_FOUND) {
-            CreateParentFolders(m_path);
-            file = OpenForAppend(m_path);
+        const LogFileOpener opener = g_opener.load();
+        HANDLE file = (opener ? opener : OpenLogFile)(m_path.c_str());
+        if (file == INVALID_HANDLE_VALUE) {
+            m_failedAt = tick ? tick : 1;
+            return;
         }
-        if (file == INVALID_HANDLE_VALUE) return;
+        m_failedAt = 0;
         DWORD written = 0;
         WriteFile(file, text.data(), static_cast<DWORD>(text.size()), &written, nullptr);
         CloseHandle(file);
@@ -158,13 +166,15 @@ class FileLogSink : public ILogSink {
         std::wstring path;
         if (!ReadStringSetting(kFileSetting, path) || path.empty()) path = DefaultLogPath();
         long long levels = ReadIntegerSetting(kLevelsSetting, kDefaultLevels);
+        if (path != m_path) m_failedAt = 0; // a corrected setting is tried at once
         m_path.swap(path);
         m_levels.store(static_cast<unsigned>(levels));
         m_loadedAt.store(now ? now : 1);
     }
 
-    std::mutex m_mutex; // guards m_path and the file
+    std::mutex m_mutex; // guards m_path, m_failedAt and the file
     std::wstring m_path;
+    ULONGLONG m_failedAt = 0; // when m_path last failed to open; 0: not since it was set
     std::atomic<unsigned> m_levels{kDefaultLevels};
     std::atomic<ULONGLONG> m_loadedAt{0}; // 0: never loaded, or a reload was asked for
 };
@@ -176,6 +186,20 @@ FileLogSink& TheFileSink() {
 }
 
 } // namespace
+
+HANDLE OpenLogFile(const wchar_t* path) {
+    const std::wstring file = path ? path : L"";
+    HANDLE handle = OpenForAppend(file);
+    if (handle == INVALID_HANDLE_VALUE && GetLastError() == ERROR_PATH_NOT_FOUND) {
+        CreateParentFolders(file);
+        handle = OpenForAppend(file);
+    }
+    return handle;
+}
+
+void SetLogFileOpener(LogFileOpener opener) {
+    g_opener.store(opener);
+}
 
 ILogSink* DefaultLogSink() {
     return &TheFileSink();
