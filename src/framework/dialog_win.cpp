@@ -20,6 +20,20 @@ bool ReturnsResultDirectly(UINT message) {
            message == WM_INITDIALOG;
 }
 
+// The window that owns a modal dialog: the top-level window above the one the caller named, when
+// the user can see it. HWND_MESSAGE as the parent makes the dialog message-only itself (it runs
+// but is never seen, and the call never returns); a message-only, hidden or minimized owner takes
+// its dialog out of sight or off the taskbar; an owner that no longer answers would block us in
+// EnableWindow. Each of these counts as no owner: the dialog then stands on its own.
+HWND VisibleOwner(HWND requested) {
+    if (!requested || !IsWindow(requested)) return nullptr;
+    HWND root = GetAncestor(requested, GA_ROOT);
+    if (!root || root == GetDesktopWindow()) return nullptr;
+    if (GetAncestor(root, GA_PARENT) != GetDesktopWindow()) return nullptr; // under HWND_MESSAGE
+    if (!IsWindowVisible(root) || IsIconic(root) || IsHungAppWindow(root)) return nullptr;
+    return root;
+}
+
 void LogException(const std::exception* e, UINT templateId, UINT message) {
     GUILOG(CVLOG_ERROR, L"Dialog %u: %S in the handler of message 0x%04x", templateId,
            e ? e->what() : "unknown exception", message);
@@ -78,16 +92,13 @@ void Dialog::PreModal() {
     m_ended = false;
     m_modalResult = -1;
     m_disabledParent = nullptr;
-    HWND parent = m_hWndParent;
-    if (!parent || !IsWindow(parent)) return;
-    // A child window cannot own a dialog: the window the user sees is its top-level ancestor.
-    if (GetWindowLongPtrW(parent, GWL_STYLE) & WS_CHILD) {
-        HWND root = GetAncestor(parent, GA_ROOT);
-        if (root) parent = root;
-    }
-    if (parent != GetDesktopWindow() && IsWindowEnabled(parent)) {
-        EnableWindow(parent, FALSE);
-        m_disabledParent = parent;
+    HWND requested = m_hWndParent;
+    m_hWndParent = VisibleOwner(requested);
+    if (requested && m_hWndParent != requested)
+        GUILOG(CVLOG_INFO, L"Dialog %u: owner %p replaced by %p", m_templateId, requested, m_hWndParent);
+    if (m_hWndParent && IsWindowEnabled(m_hWndParent)) {
+        EnableWindow(m_hWndParent, FALSE);
+        m_disabledParent = m_hWndParent;
     }
 }
 

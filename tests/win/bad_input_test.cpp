@@ -1,0 +1,253 @@
+// Input from outside the library that once hung or crashed its caller: owners the user cannot
+// see, and profiles nested beyond any stack. Each case runs in a child process of this program
+// under a watchdog, so that a prompt that never shows (and never returns) or a crash fails its
+// test instead of holding up the run.
+#include <gtest/gtest.h>
+#include <windows.h>
+
+#include <cstdio>
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "cvpingui.h"
+#include "driver_win.h"
+#include "smmw_sim.h"
+
+using namespace drv;
+
+namespace {
+
+const wchar_t kCaseVariable[] = L"CVPIN_BAD_INPUT_CASE";
+const wchar_t kReader[] = L"Corvana Simulated Reader 0";
+constexpr DWORD kWatchdogMs = 90000;
+
+std::wstring Variable(const wchar_t* name) {
+    wchar_t value[512] = {};
+    const DWORD length = GetEnvironmentVariableW(name, value, 512);
+    return length < 512 ? std::wstring(value, length) : std::wstring();
+}
+
+// Runs one DISABLED_ test of the child suite in a copy of this process with `caseName` in its
+// environment. Returns its exit code (0: passed), or -1 when the watchdog had to end it. Our own
+// windows keep answering meanwhile: the child may own its prompt with one of them.
+int RunChild(const char* test, const std::wstring& caseName) {
+    wchar_t exe[MAX_PATH] = {};
+    GetModuleFileNameW(nullptr, exe, MAX_PATH);
+    std::wstring command = L"\"" + std::wstring(exe) + L"\" --gtest_also_run_disabled_tests --gtest_filter=BadInputChild." +
+                           std::wstring(test, test + strlen(test));
+    SetEnvironmentVariableW(kCaseVariable, caseName.c_str());
+    STARTUPINFOW startup = {sizeof startup};
+    PROCESS_INFORMATION process = {};
+    const BOOL started =
+        CreateProcessW(nullptr, &command[0], nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &process);
+    SetEnvironmentVariableW(kCaseVariable, nullptr);
+    if (!started) return -2;
+    CloseHandle(process.hThread);
+    const ULONGLONG end = GetTickCount64() + kWatchdogMs;
+    DWORD code = static_cast<DWORD>(-1);
+    for (;;) {
+        const ULONGLONG now = GetTickCount64();
+        if (now >= end) {
+            TerminateProcess(process.hProcess, static_cast<UINT>(-1));
+            WaitForSingleObject(process.hProcess, INFINITE);
+            break;
+        }
+        const DWORD wait = MsgWaitForMultipleObjects(1, &process.hProcess, FALSE, static_cast<DWORD>(end - now),
+                                                     QS_ALLINPUT);
+        if (wait == WAIT_OBJECT_0) {
+            GetExitCodeProcess(process.hProcess, &code);
+            break;
+        }
+        MSG msg;
+        while (PeekMessageW(&msg, nullptr, 0, 0, PM_REMOVE)) DispatchMessageW(&msg);
+    }
+    CloseHandle(process.hProcess);
+    return static_cast<int>(code);
+}
+
+HWND CreateTopLevel(DWORD style, HWND parent = nullptr) {
+    return CreateWindowExW(0, L"STATIC", L"Caller's window", style, 100, 100, 300, 200, parent, nullptr,
+                           nullptr, nullptr);
+}
+
+// A test of the child suite cannot end cleanly while a prompt hangs on another of its threads.
+[[noreturn]] void ChildFails(const char* what, const wchar_t* prompt) {
+    fprintf(stderr, "%s: %ls\n", what, prompt);
+    fflush(stderr);
+    TerminateProcess(GetCurrentProcess(), 3);
+    for (;;) Sleep(INFINITE);
+}
+
+struct Prompt {
+    const wchar_t* name;
+    std::function<int(HWND owner)> open;
+    std::function<void(HWND dialog)> cancel;
+};
+
+void CloseDialog(HWND dialog) { PostMessageW(dialog, WM_CLOSE, 0, 0); }
+
+const Prompt kPrompts[] = {
+    {L"GetPINFromUser",
+     [](HWND owner) {
+         char* pin = nullptr;
+         unsigned length = 0;
+         return GetPINFromUser(owner, kReader, 0, 4, 8, &pin, &length, nullptr, nullptr, 0);
+     },
+     CloseDialog},
+    {L"ShowKeyPadPrompt",
+     [](HWND owner) { return ShowKeyPadPrompt(owner, kReader, nullptr, 0, nullptr, nullptr, 0); },
+     [](HWND) { CancelKeyPadPrompt(); }},
+    {L"ShowKeyPadChgPinPrompt",
+     [](HWND owner) { return ShowKeyPadChgPinPrompt(owner, kReader, nullptr, FALSE, 0, nullptr, nullptr, 0); },
+     [](HWND) { CancelKeyPadChgPinPrompt(); }},
+    {L"ShowPINAlwaysPrompt", [](HWND owner) { return ShowPINAlwaysPrompt(owner, kReader); }, CloseDialog},
+    {L"GetChangePINInfoFromUser_s",
+     [](HWND owner) {
+         wchar_t next[64], current[64];
+         unsigned nextLength = 0, currentLength = 0;
+         return static_cast<int>(GetChangePINInfoFromUser_s(0, 1, 4, 8, 0, 0, next, 64, &nextLength, current, 64,
+                                                            &currentLength, kReader, owner, 1, nullptr, nullptr, 0));
+     },
+     CloseDialog},
+    {L"GetChangePINInfoFromUser",
+     [](HWND owner) {
+         wchar_t next[256], current[256];
+         unsigned nextLength = 0, currentLength = 0;
+         return static_cast<int>(GetChangePINInfoFromUser(0, 1, 4, 8, 0, 0, next, &nextLength, current,
+                                                          &currentLength, kReader, owner, 1, nullptr, nullptr, 0));
+     },
+     CloseDialog},
+};
+
+// The owner named by the case, made on the calling thread as a caller would, and the window
+// that should own the prompt (null: none).
+struct Owner {
+    HWND given = nullptr;
+    HWND expected = nullptr;
+    HWND made = nullptr;  // destroyed at the end
+};
+
+Owner MakeOwner(const std::wstring& kind) {
+    Owner o;
+    if (kind == L"message-only") {
+        o.made = o.given = CreateWindowExW(0, L"STATIC", L"", 0, 0, 0, 0, 0, HWND_MESSAGE, nullptr, nullptr, nullptr);
+    } else if (kind == L"child-of-message-only") {
+        o.made = CreateWindowExW(0, L"STATIC", L"", 0, 0, 0, 0, 0, HWND_MESSAGE, nullptr, nullptr, nullptr);
+        o.given = CreateWindowExW(0, L"STATIC", L"", WS_CHILD | WS_VISIBLE, 0, 0, 10, 10, o.made, nullptr, nullptr,
+                                  nullptr);
+    } else if (kind == L"HWND_MESSAGE") {
+        o.given = HWND_MESSAGE;
+    } else if (kind == L"hidden") {
+        o.made = o.given = CreateTopLevel(WS_OVERLAPPEDWINDOW);
+    } else if (kind == L"minimized") {
+        o.made = o.given = CreateTopLevel(WS_OVERLAPPEDWINDOW | WS_VISIBLE | WS_MINIMIZE);
+    } else if (kind == L"destroyed") {
+        o.given = CreateTopLevel(WS_OVERLAPPEDWINDOW | WS_VISIBLE);
+        DestroyWindow(o.given);
+    } else if (kind == L"child-of-visible") {
+        o.made = o.expected = CreateTopLevel(WS_OVERLAPPEDWINDOW | WS_VISIBLE);
+        o.given = CreateWindowExW(0, L"STATIC", L"", WS_CHILD | WS_VISIBLE, 0, 0, 10, 10, o.made, nullptr, nullptr,
+                                  nullptr);
+    } else if (kind.rfind(L"other-process:", 0) == 0) {
+        o.given = o.expected = reinterpret_cast<HWND>(static_cast<INT_PTR>(std::stoll(kind.substr(14))));
+    }
+    return o;
+}
+
+// In the child: every prompt with the case's owner shows on the desktop, owned as expected,
+// and ends when cancelled, leaving the owner enabled.
+TEST(BadInputChild, DISABLED_EveryPromptShowsWithTheOwner) {
+    const std::wstring kind = Variable(kCaseVariable);
+    const Owner owner = MakeOwner(kind);
+    for (const Prompt& prompt : kPrompts) {
+        Caller caller([&] { return prompt.open(owner.given); });
+        HWND dialog = WaitForDialog(caller, 20000);
+        if (!dialog) ChildFails("no visible prompt", prompt.name);
+        if (GetAncestor(dialog, GA_PARENT) != GetDesktopWindow()) ChildFails("not on the desktop", prompt.name);
+        EXPECT_EQ(GetWindow(dialog, GW_OWNER), owner.expected) << prompt.name;
+        if (owner.expected) {
+            EXPECT_FALSE(IsWindowEnabled(owner.expected)) << prompt.name;
+        }
+        prompt.cancel(dialog);
+        if (!caller.Wait()) ChildFails("the prompt did not end", prompt.name);
+        EXPECT_EQ(caller.Result(), CVPIN_FAILED) << prompt.name;
+        if (owner.expected) {
+            EXPECT_TRUE(IsWindowEnabled(owner.expected)) << prompt.name;
+        }
+    }
+    if (owner.made) DestroyWindow(owner.made);
+}
+
+TEST(BadInput, PromptsShowAndEndWhateverTheOwner) {
+    const wchar_t* kinds[] = {L"message-only", L"child-of-message-only", L"HWND_MESSAGE", L"hidden",
+                              L"minimized",    L"destroyed",             L"child-of-visible"};
+    for (const wchar_t* kind : kinds)
+        EXPECT_EQ(RunChild("DISABLED_EveryPromptShowsWithTheOwner", kind), 0) << kind;
+}
+
+TEST(BadInput, AWindowOfAnotherProcessOwnsThePrompt) {
+    HWND window = CreateTopLevel(WS_OVERLAPPEDWINDOW | WS_VISIBLE);
+    ASSERT_NE(window, nullptr);
+    EXPECT_EQ(RunChild("DISABLED_EveryPromptShowsWithTheOwner",
+                       L"other-process:" + std::to_wstring(reinterpret_cast<INT_PTR>(window))),
+              0);
+    DestroyWindow(window);
+}
+
+// Brackets opened `depth` levels deep inside a reader's note.
+std::string DeeplyNestedProfile(size_t depth) {
+    return R"({"readers":[{"name":"R","description":)" + std::string(depth, '[') + std::string(depth, ']') + "}]}";
+}
+
+std::wstring SimulatorError(HMODULE module) {
+    using LastErrorFn = int (*)(wchar_t*, unsigned, unsigned*);
+    auto lastError = reinterpret_cast<LastErrorFn>(reinterpret_cast<void*>(GetProcAddress(module, "CvSimGetLastError")));
+    wchar_t text[1024] = {};
+    unsigned needed = 0;
+    if (lastError) lastError(text, 1024, &needed);
+    return text;
+}
+
+// In the child: the module starts with the profile named by CV_SIM_PROFILE (deeply nested),
+// then is handed another one directly.
+TEST(BadInputChild, DISABLED_DeepProfilesAreRefused) {
+    wchar_t exe[MAX_PATH] = {};
+    GetModuleFileNameW(nullptr, exe, MAX_PATH);
+    std::wstring folder(exe);
+    folder.resize(folder.find_last_of(L'\\') + 1);
+    HMODULE module = LoadLibraryW((folder + L"cv.smmw.mwctl.dll").c_str());
+    ASSERT_NE(module, nullptr);
+    // The first call starts the module: the refused profile leaves the built-in one in place.
+    using PinStateFn = int (*)(const wchar_t*, unsigned*, unsigned*, int*);
+    auto pinState = reinterpret_cast<PinStateFn>(reinterpret_cast<void*>(GetProcAddress(module, "CvSimGetPinState")));
+    ASSERT_NE(pinState, nullptr);
+    EXPECT_EQ(pinState(kReader, nullptr, nullptr, nullptr), CVSIM_OK);
+    EXPECT_NE(SimulatorError(module).find(L"nested more than"), std::wstring::npos) << SimulatorError(module);
+
+    using LoadJsonFn = int (*)(const char*);
+    auto loadJson = reinterpret_cast<LoadJsonFn>(reinterpret_cast<void*>(GetProcAddress(module, "CvSimLoadProfileJson")));
+    ASSERT_NE(loadJson, nullptr);
+    for (const std::string& json :
+         {DeeplyNestedProfile(200000), std::string(100000, '[') + std::string(R"({"a":)") + "}"}) {
+        EXPECT_EQ(loadJson(json.c_str()), CVSIM_E_PROFILE);
+        EXPECT_NE(SimulatorError(module).find(L"nested more than"), std::wstring::npos) << SimulatorError(module);
+    }
+}
+
+TEST(BadInput, DeeplyNestedProfilesAreRefusedThroughTheEnvironmentAndTheControlFunction) {
+    wchar_t folder[MAX_PATH] = {};
+    GetTempPathW(MAX_PATH, folder);
+    const std::wstring path = std::wstring(folder) + L"cvpin-deep-profile.json";
+    const std::string json = DeeplyNestedProfile(200000);
+    FILE* out = _wfopen(path.c_str(), L"wb");
+    ASSERT_NE(out, nullptr);
+    fwrite(json.data(), 1, json.size(), out);
+    fclose(out);
+    SetEnvironmentVariableW(L"CV_SIM_PROFILE", path.c_str());
+    EXPECT_EQ(RunChild("DISABLED_DeepProfilesAreRefused", L""), 0);
+    SetEnvironmentVariableW(L"CV_SIM_PROFILE", nullptr);
+    DeleteFileW(path.c_str());
+}
+
+}  // namespace
