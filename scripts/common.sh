@@ -8,7 +8,8 @@ JOBS=$(nproc 2>/dev/null || echo 2)
 
 DEB_PACKAGES=(cmake ninja-build g++ googletest libgtest-dev
               g++-mingw-w64-x86-64-posix gcc-mingw-w64-x86-64-posix binutils-mingw-w64-x86-64
-              mingw-w64-x86-64-dev nlohmann-json3-dev wine wine64 fonts-wine xvfb xauth)
+              mingw-w64-x86-64-dev nlohmann-json3-dev wine wine64 fonts-wine xvfb xauth
+              clang libclang-rt-14-dev)
 
 install_packages() {
     local missing=()
