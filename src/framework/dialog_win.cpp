@@ -20,19 +20,20 @@ bool ReturnsResultDirectly(UINT message) {
            message == WM_INITDIALOG;
 }
 
-// The window that owns a modal dialog: the top-level window above the one the caller named, when
-// the user can see it. HWND_MESSAGE as the parent makes the dialog message-only itself (it runs
-// but is never seen, and the call never returns); a message-only, hidden or minimized owner takes
-// its dialog out of sight or off the taskbar; an owner that no longer answers would block us in
-// EnableWindow. Each of these counts as no owner: the dialog then stands on its own.
-HWND VisibleOwner(HWND requested) {
+// The caller's top-level window, which stays disabled while a modal dialog runs: the one above
+// the window the caller named. None for a handle that names no window (HWND_MESSAGE among them:
+// as a parent it makes the dialog message-only, never seen, and the call never returns) and for a
+// window that no longer answers (EnableWindow would wait for it).
+HWND CallersWindow(HWND requested) {
     if (!requested || !IsWindow(requested)) return nullptr;
     HWND root = GetAncestor(requested, GA_ROOT);
-    if (!root || root == GetDesktopWindow()) return nullptr;
-    if (GetAncestor(root, GA_PARENT) != GetDesktopWindow()) return nullptr; // under HWND_MESSAGE
-    if (!IsWindowVisible(root) || IsIconic(root) || IsHungAppWindow(root)) return nullptr;
+    if (!root || root == GetDesktopWindow() || IsHungAppWindow(root)) return nullptr;
     return root;
 }
+
+// A hidden or minimized owner would take its dialog out of sight (and off the taskbar) with it;
+// a message-only window is never visible.
+bool MayOwn(HWND window) { return window && IsWindowVisible(window) && !IsIconic(window); }
 
 void LogException(const std::exception* e, UINT templateId, UINT message) {
     GUILOG(CVLOG_ERROR, L"Dialog %u: %S in the handler of message 0x%04x", templateId,
@@ -93,12 +94,13 @@ void Dialog::PreModal() {
     m_modalResult = -1;
     m_disabledParent = nullptr;
     HWND requested = m_hWndParent;
-    m_hWndParent = VisibleOwner(requested);
+    HWND caller = CallersWindow(requested);
+    m_hWndParent = MayOwn(caller) ? caller : nullptr;
     if (requested && m_hWndParent != requested)
         GUILOG(CVLOG_INFO, L"Dialog %u: owner %p replaced by %p", m_templateId, requested, m_hWndParent);
-    if (m_hWndParent && IsWindowEnabled(m_hWndParent)) {
-        EnableWindow(m_hWndParent, FALSE);
-        m_disabledParent = m_hWndParent;
+    if (caller && IsWindowEnabled(caller)) {
+        EnableWindow(caller, FALSE);
+        m_disabledParent = caller;
     }
 }
 
@@ -151,7 +153,7 @@ void Dialog::ModalCleanup() {
         SetWindowPos(m_hWnd, nullptr, 0, 0, 0, 0,
                      SWP_HIDEWINDOW | SWP_NOACTIVATE | SWP_NOZORDER | SWP_NOMOVE | SWP_NOSIZE);
     }
-    if (wasActive && parent && IsWindow(parent)) {
+    if (wasActive && MayOwn(parent) && IsWindow(parent)) {
         if (GetWindowThreadProcessId(parent, nullptr) == GetCurrentThreadId()) {
             SetActiveWindow(parent);
         } else {

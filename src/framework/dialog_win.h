@@ -62,8 +62,8 @@ protected:
     // --- Steps of DoModal, for dialogs that replace it (and log between the steps).
     // Finds the template in the resource library; null when missing.
     const DLGTEMPLATE* FindTemplate() const;
-    // Settles the owner (the parent's top-level window, or none when the user could not see a
-    // dialog it owns) and disables it, remembered for ModalCleanup.
+    // Disables the parent's top-level window (remembered for ModalCleanup) and settles the owner:
+    // that window, or none when the user could not see a dialog it owns.
     void PreModal();
     // Creates the window from the template with the given parent (may be null).
     bool CreateFromTemplate(const DLGTEMPLATE* tmpl, HWND parent);

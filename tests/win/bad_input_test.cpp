@@ -120,11 +120,12 @@ const Prompt kPrompts[] = {
      CloseDialog},
 };
 
-// The owner named by the case, made on the calling thread as a caller would, and the window
-// that should own the prompt (null: none).
+// The owner named by the case, made on the calling thread as a caller would; the window that
+// should own the prompt and the one disabled meanwhile (null: none).
 struct Owner {
     HWND given = nullptr;
     HWND expected = nullptr;
+    HWND disabled = nullptr;
     HWND made = nullptr;  // destroyed at the end
 };
 
@@ -132,6 +133,9 @@ Owner MakeOwner(const std::wstring& kind) {
     Owner o;
     if (kind == L"message-only") {
         o.made = o.given = CreateWindowExW(0, L"STATIC", L"", 0, 0, 0, 0, 0, HWND_MESSAGE, nullptr, nullptr, nullptr);
+    } else if (kind == L"visible-message-only") {
+        o.made = o.given =
+            CreateWindowExW(0, L"STATIC", L"", WS_VISIBLE, 0, 0, 100, 100, HWND_MESSAGE, nullptr, nullptr, nullptr);
     } else if (kind == L"child-of-message-only") {
         o.made = CreateWindowExW(0, L"STATIC", L"", 0, 0, 0, 0, 0, HWND_MESSAGE, nullptr, nullptr, nullptr);
         o.given = CreateWindowExW(0, L"STATIC", L"", WS_CHILD | WS_VISIBLE, 0, 0, 10, 10, o.made, nullptr, nullptr,
@@ -139,24 +143,24 @@ Owner MakeOwner(const std::wstring& kind) {
     } else if (kind == L"HWND_MESSAGE") {
         o.given = HWND_MESSAGE;
     } else if (kind == L"hidden") {
-        o.made = o.given = CreateTopLevel(WS_OVERLAPPEDWINDOW);
+        o.made = o.given = o.disabled = CreateTopLevel(WS_OVERLAPPEDWINDOW);
     } else if (kind == L"minimized") {
-        o.made = o.given = CreateTopLevel(WS_OVERLAPPEDWINDOW | WS_VISIBLE | WS_MINIMIZE);
+        o.made = o.given = o.disabled = CreateTopLevel(WS_OVERLAPPEDWINDOW | WS_VISIBLE | WS_MINIMIZE);
     } else if (kind == L"destroyed") {
         o.given = CreateTopLevel(WS_OVERLAPPEDWINDOW | WS_VISIBLE);
         DestroyWindow(o.given);
     } else if (kind == L"child-of-visible") {
-        o.made = o.expected = CreateTopLevel(WS_OVERLAPPEDWINDOW | WS_VISIBLE);
+        o.made = o.expected = o.disabled = CreateTopLevel(WS_OVERLAPPEDWINDOW | WS_VISIBLE);
         o.given = CreateWindowExW(0, L"STATIC", L"", WS_CHILD | WS_VISIBLE, 0, 0, 10, 10, o.made, nullptr, nullptr,
                                   nullptr);
     } else if (kind.rfind(L"other-process:", 0) == 0) {
-        o.given = o.expected = reinterpret_cast<HWND>(static_cast<INT_PTR>(std::stoll(kind.substr(14))));
+        o.given = o.expected = o.disabled = reinterpret_cast<HWND>(static_cast<INT_PTR>(std::stoll(kind.substr(14))));
     }
     return o;
 }
 
-// In the child: every prompt with the case's owner shows on the desktop, owned as expected,
-// and ends when cancelled, leaving the owner enabled.
+// In the child: every prompt with the case's owner shows on the desktop, owned as expected, keeps
+// the caller's window disabled while it runs, and ends when cancelled.
 TEST(BadInputChild, DISABLED_EveryPromptShowsWithTheOwner) {
     const std::wstring kind = Variable(kCaseVariable);
     const Owner owner = MakeOwner(kind);
@@ -166,22 +170,23 @@ TEST(BadInputChild, DISABLED_EveryPromptShowsWithTheOwner) {
         if (!dialog) ChildFails("no visible prompt", prompt.name);
         if (GetAncestor(dialog, GA_PARENT) != GetDesktopWindow()) ChildFails("not on the desktop", prompt.name);
         EXPECT_EQ(GetWindow(dialog, GW_OWNER), owner.expected) << prompt.name;
-        if (owner.expected) {
-            EXPECT_FALSE(IsWindowEnabled(owner.expected)) << prompt.name;
+        if (owner.disabled) {
+            EXPECT_FALSE(IsWindowEnabled(owner.disabled)) << prompt.name;
         }
         prompt.cancel(dialog);
         if (!caller.Wait()) ChildFails("the prompt did not end", prompt.name);
         EXPECT_EQ(caller.Result(), CVPIN_FAILED) << prompt.name;
-        if (owner.expected) {
-            EXPECT_TRUE(IsWindowEnabled(owner.expected)) << prompt.name;
+        if (owner.disabled) {
+            EXPECT_TRUE(IsWindowEnabled(owner.disabled)) << prompt.name;
         }
     }
     if (owner.made) DestroyWindow(owner.made);
 }
 
 TEST(BadInput, PromptsShowAndEndWhateverTheOwner) {
-    const wchar_t* kinds[] = {L"message-only", L"child-of-message-only", L"HWND_MESSAGE", L"hidden",
-                              L"minimized",    L"destroyed",             L"child-of-visible"};
+    const wchar_t* kinds[] = {L"message-only", L"visible-message-only", L"child-of-message-only",
+                              L"HWND_MESSAGE", L"hidden",               L"minimized",
+                              L"destroyed",    L"child-of-visible"};
     for (const wchar_t* kind : kinds)
         EXPECT_EQ(RunChild("DISABLED_EveryPromptShowsWithTheOwner", kind), 0) << kind;
 }
