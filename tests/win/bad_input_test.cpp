@@ -7,7 +7,6 @@
 
 #include <cstdio>
 #include <functional>
-#include <memory>
 #include <string>
 
 #include "cvpingui.h"
@@ -20,7 +19,7 @@ namespace {
 
 const wchar_t kCaseVariable[] = L"CVPIN_BAD_INPUT_CASE";
 const wchar_t kReader[] = L"Corvana Simulated Reader 0";
-constexpr DWORD kWatchdogMs = 90000;
+constexpr DWORD kWatchdogMs = 45000;
 
 std::wstring Variable(const wchar_t* name) {
     wchar_t value[512] = {};
