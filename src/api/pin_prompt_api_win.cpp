@@ -62,7 +62,8 @@ int RunGetPin(HWND hParent, const wchar_t* readerName, int displayLastPINTry, un
     SetForegroundWindow(hParent);
 
     fw::UiScope ui;
-    CEnterPinDlg dlg(hParent, readerName, minPinLength, maxPinLength, callback, callbackContext, timerPeriodMs);
+    CEnterPinDlg dlg(hParent, readerName, CustomPinPrompt().GetString(), minPinLength, maxPinLength, callback,
+                     callbackContext, timerPeriodMs);
     if (dlg.DoModal() != IDOK) {
         GUILOG(CVLOG_INFO, L"GetPINFromUser: Enter PIN action cancelled");
         gate.Leave();

@@ -10,13 +10,13 @@
 #include <string>
 #include <vector>
 
+#include "api/event_sources_win.h"
 #include "card/cob_api.h"
 #include "card/cv_card_management.h"
 #include "card/hex_converter.h"
 #include "card/mw_controller.h"
 #include "services/data_cache_win.h"
 #include "services/event_bus.h"
-#include "services/event_sources_win.h"
 #include "services/log.h"
 #include "smmw_sim.h"
 
