@@ -89,12 +89,14 @@ void WINAPI CancelKeyPadChgPinPrompt(void);
 /*
  * Asks for the current PIN and a new one for the card in readerName, in the PIN change window:
  * the new PIN is checked live against the rules, and OK is enabled only when every rule holds.
+ * Unlike the PIN prompts, the window opens on a locked session too; a lock then closes it.
  * preventAlpha       non-zero: digits only
  * allowWeak          zero: repeated or sequential PINs (1111, 1234) are refused
  * min/maxLength      in characters; CVPIN_NO_LENGTH_RULE for none
  * firstUse           1 for the forced change at the card's first use: with the setting
  *                    Corvana.ChangePINPolicies.DisableCancelChangePINatFirstUse it cannot be
- *                    cancelled (removing the card still ends it)
+ *                    cancelled, and a session lock leaves it open (removing the card still
+ *                    ends it)
  * showLastTry        non-zero: warn first that a wrong current PIN may block the card
  * newPin, currentPin caller's buffers of newPinSize / currentPinSize characters (terminator
  *                    included); on success they hold the PINs and *...Length their lengths.
@@ -143,7 +145,8 @@ void* WINAPI InitGUIDll(void);
  * Delivers one event to every current subscriber of (eventId, source), on the calling thread.
  * Returns how many subscribers it reached, or -1 for a null source. Open dialogs react by
  * closing: a card removal (10002, reader name) closes the prompts of that reader; a session
- * event with code 10060 or 10065 closes every prompt.
+ * event with code 10060 or 10065 closes every prompt, except a first-use PIN change that may not
+ * be cancelled.
  */
 int WINAPI CVPinGuiPublishEvent(int eventId, const GUID* source, int code, const wchar_t* readerName);
 

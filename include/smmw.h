@@ -41,13 +41,39 @@ enum ModuleCode : uint32_t {
     SMMW_E_NO_CARD = 3002,
     SMMW_E_CARD_REMOVED = 3003,
     SMMW_E_CANCELLED = 3004,
+    SMMW_E_NO_READER = 3005,
     SMMW_E_PIN_BLOCKED = 3006,
     SMMW_E_ACCESS_DENIED = 3007,
     SMMW_E_WRONG_CODE = 3008,
+    SMMW_E_READER_UNAVAILABLE = 3009,
     SMMW_E_WRONG_PIN = 3010,
+    SMMW_E_CARD_UNRESPONSIVE = 3011,
+    SMMW_E_CARD_COMMAND_FAILED = 3012,
     SMMW_E_TIMEOUT = 3013,
+    SMMW_E_CARD_RESET = 3014,
     SMMW_E_NO_MEMORY = 3015,
+    SMMW_E_CARD_FULL = 3017,
+    SMMW_E_FILE_NOT_FOUND = 3018,
+    SMMW_E_READER_REMOVED = 3019,
+    SMMW_E_CARD_COMMUNICATION = 3020,
+    SMMW_E_PIN_LOCKED = 3021,
+    SMMW_E_NO_SMARTCARD = 3022,
+    SMMW_E_UNSUPPORTED_CARD = 3028,
     SMMW_E_INTERNAL = 3099,
+};
+
+// Properties read and written with GetProperty/SetProperty.
+enum PropertyId : int32_t {
+    // Of the card context.
+    PROPERTY_CARD_IDENTIFIER = 0,       // bytes: the serial number
+    PROPERTY_CARD_IS_CAC = 3,           // byte, non-zero for a CAC card
+    PROPERTY_CARD_IS_PIV = 4,           // byte, non-zero for a PIV card
+    PROPERTY_TRANSACTION_TIMEOUT = 18,  // unsigned 32-bit
+    // Of the user PIN credential.
+    PROPERTY_PIN_MIN_LENGTH = 25,   // byte
+    PROPERTY_PIN_MAX_LENGTH = 26,   // byte
+    PROPERTY_PIN_WEAK_CHECK = 30,   // byte, 1 when active
+    PROPERTY_PIN_UNLOCK_CODE = 33,  // bytes: the backup unlock code
 };
 
 enum ReaderState : int32_t {

@@ -63,13 +63,13 @@ void Card::CheckProperty(const char* operation, int32_t id) {
 CVData Card::GetPinProperty(int32_t id) const {
     const PinProfile& pin = m_profile.pin;
     switch (id) {
-    case 25:
+    case PROPERTY_PIN_MIN_LENGTH:
         return CVData::FromByte(static_cast<uint8_t>(pin.minLength));
-    case 26:
+    case PROPERTY_PIN_MAX_LENGTH:
         return CVData::FromByte(static_cast<uint8_t>(pin.maxLength));
-    case 30:
+    case PROPERTY_PIN_WEAK_CHECK:
         return CVData::FromByte(pin.weakCheck ? 1 : 0);
-    case 33:
+    case PROPERTY_PIN_UNLOCK_CODE:
         // No code at all is "not a byte array", which the layer reads as an empty code.
         return m_profile.unlockCode.Empty() ? CVData() : CVData::FromBytes(m_profile.unlockCode.Bytes());
     case SIM_PROPERTY_TRIES_LEFT:
@@ -82,7 +82,7 @@ CVData Card::GetPinProperty(int32_t id) const {
 }
 
 void Card::SetPinProperty(int32_t id, const CVData& value) {
-    if (id != 33)
+    if (id != PROPERTY_PIN_UNLOCK_CODE)
         Fail(SMMW_E_NOT_SUPPORTED,
              L"Property " + std::to_wstring(id) + L" of the PIN credential is read-only");
     if (value.GetType() != CVData::Type::Bytes)

@@ -13,13 +13,6 @@ namespace {
 
 using Lock = std::lock_guard<std::mutex>;
 
-enum CardPropertyId : int32_t {
-    CARD_SERIAL = 0,
-    CARD_IS_CAC = 3,
-    CARD_IS_PIV = 4,
-    CARD_TRANSACTION_TIMEOUT = 18,
-};
-
 bool IsKnownAction(const wchar_t* action) {
     return wcscmp(action, L"ActionRefreshCmapFile") == 0 || wcscmp(action, L"ActionRefreshMsRoots") == 0;
 }
@@ -44,16 +37,16 @@ void SimCardContext::GetProperty(int32_t id, CVData& value) {
         Lock lock(m_context.State().mutex);
         const CardProfile& card = m_context.UseProperty("GetProperty", id).Profile();
         switch (id) {
-        case CARD_SERIAL:
+        case PROPERTY_CARD_IDENTIFIER:
             value = CVData::FromBytes(card.serial);
             break;
-        case CARD_IS_CAC:
+        case PROPERTY_CARD_IS_CAC:
             value = CVData::FromByte(card.type == CardType::Cac ? 1 : 0);
             break;
-        case CARD_IS_PIV:
+        case PROPERTY_CARD_IS_PIV:
             value = CVData::FromByte(card.type == CardType::Piv ? 1 : 0);
             break;
-        case CARD_TRANSACTION_TIMEOUT:
+        case PROPERTY_TRANSACTION_TIMEOUT:
             value = CVData::FromUnsigned(card.transactionTimeout);
             break;
         default:

@@ -3,10 +3,10 @@
 #include <vector>
 #include "api/guard.h"
 #include "cvpingui.h"
+#include "framework/secure_dialog_win.h"
 #include "framework/ui_scope_win.h"
 #include "resource_ids.h"
 #include "services/load_library_win.h"
-#include "services/secure_dialog_win.h"
 
 namespace {
 

@@ -1,9 +1,9 @@
 // Process attach and detach of the PIN library.
 #include <windows.h>
+#include "api/event_sources_win.h"
 #include "card/cob_api.h"
 #include "framework/dialog_win.h"
 #include "framework/ui_scope_win.h"
-#include "services/event_sources_win.h"
 #include "services/load_library_win.h"
 #include "services/log.h"
 

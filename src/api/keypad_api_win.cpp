@@ -31,7 +31,6 @@ int RunPinPadPrompt(const PromptTexts& texts, HWND hParent, const wchar_t* reade
         std::unique_ptr<CKeyPadDlg> dlg = makeDialog();
         if (dlg->DoModal() == IDCANCEL) GUILOG(CVLOG_INFO, L"%s: Key Pad prompt action cancelled", texts.function);
     }
-    gate.Leave();
     return gate.Return(CVPIN_FAILED);
 }
 
@@ -89,7 +88,6 @@ extern "C" int WINAPI ShowPINAlwaysPrompt(HWND hParent, const wchar_t* readerNam
             CPINAlwaysPromptDlg dlg(hParent, reader);
             answer = dlg.DoModal();
         }
-        gate.Leave();
         if (answer == IDOK) {
             GUILOG(CVLOG_INFO, L"ShowPINAlwaysPrompt: PIN Always Prompt action validated");
             return gate.Return(CVPIN_OK);

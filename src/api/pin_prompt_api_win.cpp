@@ -62,10 +62,10 @@ int RunGetPin(HWND hParent, const wchar_t* readerName, int displayLastPINTry, un
     SetForegroundWindow(hParent);
 
     fw::UiScope ui;
-    CEnterPinDlg dlg(hParent, readerName, minPinLength, maxPinLength, callback, callbackContext, timerPeriodMs);
+    CEnterPinDlg dlg(hParent, readerName, CustomPinPrompt().GetString(), minPinLength, maxPinLength, callback,
+                     callbackContext, timerPeriodMs);
     if (dlg.DoModal() != IDOK) {
         GUILOG(CVLOG_INFO, L"GetPINFromUser: Enter PIN action cancelled");
-        gate.Leave();
         return gate.Return(CVPIN_FAILED);
     }
     GUILOG(CVLOG_INFO, L"GetPINFromUser: Enter PIN action validated");
@@ -74,7 +74,7 @@ int RunGetPin(HWND hParent, const wchar_t* readerName, int displayLastPINTry, un
     int result = CopyPinOut(pin, pinBuffer, pinLength, allocationFailed);
     // Out of memory in the middle of a PIN prompt: the flag stays set on purpose, so that this
     // process asks for no more PINs it could not hand over.
-    if (!allocationFailed) gate.Leave();
+    if (allocationFailed) gate.KeepBusy();
     return gate.Return(result);
 }
 

@@ -25,6 +25,7 @@ bool PromptGate::Enter(HWND parent, const wchar_t* readerName, bool lastTry) {
         GUILOG(CVLOG_INFO, L"%s: %s", fn, m_texts.notAllowed);
         return false;
     }
+    m_holding = true;
     GUILOG(CVLOG_INFO, L"%s: %s", fn, m_texts.allowed);
     return true;
 }

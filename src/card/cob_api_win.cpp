@@ -26,7 +26,7 @@ uint32_t cvCobAPI_Initialize() {
     uint32_t ret = CV_OBJ_API_OK;
     for (size_t i = 0; i < 2; ++i) {
         try {
-            LoadLibrarySync(kResourceLibraries[i], &g_resources[i], 0);
+            LoadLibrarySync(kResourceLibraries[i], &g_resources[i], kLoadAsResources);
         } catch (const NV::Middleware::CMWException&) {
             COBLOG(CVLOG_ERROR, L"cvCobAPI_Initialize: Unable to load resources library");
             g_resources[i] = nullptr;

@@ -1,7 +1,6 @@
 #include "card/cv_card_management.h"
 
 #include "card/card_log.h"
-#include "card/card_property_ids.h"
 #include "card/card_result.h"
 #include "card/cv_card_properties.h"
 #include "card/display_date_cache.h"
@@ -116,7 +115,7 @@ bool CVCardManagement::IsWeakPINCheckActivated() {
                 L"CVCardManagement::IsWeakPINCheckActivated : Error while trying to retrieve weak pin flag: %ls.",
                 [&] {
                     CVData value;
-                    pin->GetProperty(PROPERTY_PIN_WEAK_CHECK, value);
+                    pin->GetProperty(NV::SMMW::PROPERTY_PIN_WEAK_CHECK, value);
                     active = value.AsInteger() == 1;
                 });
     }
@@ -164,7 +163,7 @@ uint32_t CVCardManagement::ReadPinLength(int32_t propertyId, uint32_t* length, c
 
 uint32_t CVCardManagement::GetMinPINLen(uint32_t* pnMinPINLen) {
     return ReadPinLength(
-        PROPERTY_PIN_MIN_LENGTH, pnMinPINLen, L"CVCardManagement::GetMinPINLen",
+        NV::SMMW::PROPERTY_PIN_MIN_LENGTH, pnMinPINLen, L"CVCardManagement::GetMinPINLen",
         L"CVCardManagement::GetMinPINLen : pnMinPINLen=null pointer!",
         L"CVCardManagement::GetMinPINLen : *pnMinPINLen=%d", L"CVCardManagement::GetMinPINLen  : ret=(%#x)",
         L"CVCardManagement::GetMinPINLen : Error while trying to retrieve min pin len: %ls.");
@@ -172,7 +171,7 @@ uint32_t CVCardManagement::GetMinPINLen(uint32_t* pnMinPINLen) {
 
 uint32_t CVCardManagement::GetMaxPINLen(uint32_t* pnMaxPINLen) {
     return ReadPinLength(
-        PROPERTY_PIN_MAX_LENGTH, pnMaxPINLen, L"CVCardManagement::GetMaxPINLen",
+        NV::SMMW::PROPERTY_PIN_MAX_LENGTH, pnMaxPINLen, L"CVCardManagement::GetMaxPINLen",
         L"CVCardManagement::GetMaxPINLen : pnMaxPINLen=null pointer!",
         L"CVCardManagement::GetMaxPINLen : *pnMaxPINLen=%d", L"CVCardManagement::GetMaxPINLen : ret=(%#x)",
         L"CVCardManagement::GetMaxPINLen : Error while trying to retrieve max pin len: %ls.");
@@ -190,7 +189,7 @@ uint32_t CVCardManagement::GetUnlockCode(CSecStr* unlockCode) {
                 L"CVCardManagement::GetUnlockCode : Error while trying to retrieve backup unlock code: %ls.",
                 [&] {
                     CVData value;
-                    pin->GetProperty(PROPERTY_PIN_UNLOCK_CODE, value);
+                    pin->GetProperty(NV::SMMW::PROPERTY_PIN_UNLOCK_CODE, value);
                     if (value.GetType() == CVData::Type::Bytes)
                         NV::Framework::CConverter::BinToHex(value.AsBytes(), *unlockCode);
                     else
@@ -212,7 +211,7 @@ uint32_t CVCardManagement::RemoveUnlockCode() {
             ret = CallModule(
                 CVLOG_INFO,
                 L"CVCardManagement::RemoveUnlockCode : Error while trying to remove backup unlock code: %ls.",
-                [&] { pin->SetProperty(PROPERTY_PIN_UNLOCK_CODE, CVData::FromBytes({})); });
+                [&] { pin->SetProperty(NV::SMMW::PROPERTY_PIN_UNLOCK_CODE, CVData::FromBytes({})); });
     }
     COBLOG(CVLOG_EXIT, L"CVCardManagement::RemoveUnlockCode : ret=(%#x)", ret);
     return ret;
@@ -238,15 +237,17 @@ bool CVCardManagement::ReadCardFlag(int32_t propertyId, const wchar_t* entryName
 }
 
 bool CVCardManagement::IsCACCard() {
-    return ReadCardFlag(
-        PROPERTY_CARD_IS_CAC, L"CVCardManagement::IsCACCard()", L"CVCardManagement::IsCACCard : ret=(%#x)",
-        L"CVCardManagement::IsCACCard : Error while trying to retrieve if card is cac, assume it is not: %ls.");
+    return ReadCardFlag(NV::SMMW::PROPERTY_CARD_IS_CAC, L"CVCardManagement::IsCACCard()",
+                        L"CVCardManagement::IsCACCard : ret=(%#x)",
+                        L"CVCardManagement::IsCACCard : Error while trying to retrieve if card is cac, "
+                        L"assume it is not: %ls.");
 }
 
 bool CVCardManagement::IsPIVCard() {
-    return ReadCardFlag(
-        PROPERTY_CARD_IS_PIV, L"CVCardManagement::IsPIVCard()", L"CVCardManagement::IsPIVCard : ret=(%#x)",
-        L"CVCardManagement::IsPIVCard : Error while trying to retrieve if card is piv, assume it is not: %ls.");
+    return ReadCardFlag(NV::SMMW::PROPERTY_CARD_IS_PIV, L"CVCardManagement::IsPIVCard()",
+                        L"CVCardManagement::IsPIVCard : ret=(%#x)",
+                        L"CVCardManagement::IsPIVCard : Error while trying to retrieve if card is piv, "
+                        L"assume it is not: %ls.");
 }
 
 bool CVCardManagement::IsUnlockAllowed() {
@@ -335,7 +336,7 @@ uint32_t CVCardManagement::GetTransactionTimeoutValue(uint32_t* punTimeout) {
                     NV::SMMW::ICardContext* card = op.Card();
                     if (!card) return;
                     CVData value;
-                    card->GetProperty(PROPERTY_TRANSACTION_TIMEOUT, value);
+                    card->GetProperty(NV::SMMW::PROPERTY_TRANSACTION_TIMEOUT, value);
                     *punTimeout = static_cast<uint32_t>(value.AsInteger());
                     COBLOG(CVLOG_DETAIL, L"CVCardManagement::GetTransactionTimeoutValue : *punTimeout=%d",
                            (int)*punTimeout);

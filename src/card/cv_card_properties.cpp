@@ -1,7 +1,6 @@
 #include "card/cv_card_properties.h"
 
 #include "card/card_log.h"
-#include "card/card_property_ids.h"
 #include "card/card_result.h"
 #include "card/hex_converter.h"
 
@@ -34,7 +33,7 @@ uint32_t CVCardProperties::GetSerialNumber(CSecStr* serialNumber) {
                              NV::SMMW::ICardContext* card = connection.GetContext()->GetCard();
                              if (!card) return;
                              CVData identifier;
-                             card->GetProperty(PROPERTY_CARD_IDENTIFIER, identifier);
+                             card->GetProperty(NV::SMMW::PROPERTY_CARD_IDENTIFIER, identifier);
                              NV::Framework::CConverter::BinToHex(identifier.AsBytes(), *serialNumber);
                              m_properties[kSerialNumber] = *serialNumber;
                          });

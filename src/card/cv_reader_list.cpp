@@ -1,7 +1,6 @@
 #include "card/cv_reader_list.h"
 
 #include "card/card_log.h"
-#include "card/card_property_ids.h"
 #include "card/card_result.h"
 #include "card/hex_converter.h"
 #include "card/mw_controller.h"
@@ -82,7 +81,7 @@ CVReader* CVReaderList::GetReaderFromCUID(const wchar_t* cuid) {
                 NV::SMMW::ICardContext* card = connection.GetContext()->GetCard();
                 if (!card) return;
                 CVData value;
-                card->GetProperty(PROPERTY_CARD_IDENTIFIER, value);
+                card->GetProperty(NV::SMMW::PROPERTY_CARD_IDENTIFIER, value);
                 NV::Framework::CConverter::BinToHex(value.AsBytes(), identifier);
             });
         copy.Disconnect(connection);

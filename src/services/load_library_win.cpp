@@ -47,8 +47,8 @@ void SetThisModule(HMODULE module) {
     g_thisModule.store(module);
 }
 
-// flags are added to LOAD_WITH_ALTERED_SEARCH_PATH, which makes the loaded DLL's own imports
-// resolve from its folder too.
+// Code is loaded with LOAD_WITH_ALTERED_SEARCH_PATH added, so that the loaded DLL's own imports
+// resolve from its folder too; a library loaded as resources has no imports to resolve.
 void LoadLibrarySync(const wchar_t* relativePath, HMODULE* module, DWORD flags) {
     if (!relativePath || !*relativePath || !module) Fail(ERROR_INVALID_PARAMETER);
     *module = nullptr;
@@ -56,7 +56,8 @@ void LoadLibrarySync(const wchar_t* relativePath, HMODULE* module, DWORD flags) 
     size_t slash = path.find_last_of(L"\\/");
     if (slash == std::wstring::npos) Fail(GetLastError());
     path = path.substr(0, slash + 1) + relativePath;
-    HMODULE loaded = LoadLibraryExW(path.c_str(), nullptr, flags | LOAD_WITH_ALTERED_SEARCH_PATH);
+    if ((flags & kLoadAsResources) == 0) flags |= LOAD_WITH_ALTERED_SEARCH_PATH;
+    HMODULE loaded = LoadLibraryExW(path.c_str(), nullptr, flags);
     if (!loaded) Fail(GetLastError());
     *module = loaded;
 }

@@ -13,6 +13,14 @@ private:
 };
 }}  // namespace NV::Middleware
 
+// A library that holds only resources: mapped for its resources and never run, so that loading
+// it from DllMain runs no code of it under the loader lock. Such a handle has its low bits set;
+// FindResource and LoadString accept it, GetProcAddress and GetModuleFileName do not. Under
+// Wine 8 an icon loaded from it with LR_SHARED is not shared (measured: every PIN prompt then
+// leaks the three GDI objects of its template's icon), so a library with icons needs its own
+// icon cache before it can be loaded this way.
+constexpr DWORD kLoadAsResources = LOAD_LIBRARY_AS_IMAGE_RESOURCE | LOAD_LIBRARY_AS_DATAFILE;
+
 // Loads relativePath (for example L"Resources\\cv.corvana.gui.pinrc.dll") from the folder of
 // the module that contains this code. Throws NV::Middleware::CMWException on failure; its
 // GetError() is the reason (the thread's last error may not survive the unwinding).

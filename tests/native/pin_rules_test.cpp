@@ -30,25 +30,25 @@ TEST(PinRules, AlphabeticRuleAcceptsOnlyDecimalDigits) {
 }
 
 namespace {
-struct Row {
+struct Shown {
     bool visible, met;
 };
-void ExpectRows(const Outcome& out, std::initializer_list<Row> rows) {
+void ExpectRows(const Outcome& out, std::initializer_list<Shown> rows) {
     int i = 0;
-    for (const Row& r : rows) {
+    for (const Shown& r : rows) {
         EXPECT_EQ(out.rows[i].visible, r.visible) << "row " << i;
         EXPECT_EQ(out.rows[i].met, r.met) << "row " << i;
         ++i;
     }
 }
-constexpr Row kHidden{false, false}, kMet{true, true}, kUnmet{true, false};
+constexpr Shown kHidden{false, false}, kMet{true, true}, kUnmet{true, false};
 }  // namespace
 
-// Rows: minimum, maximum, same PIN, weak, alphabetic, confirmation.
+// Rows: minimum, maximum, weak, same PIN, alphabetic, confirmation.
 TEST(PinRules, EveryRowIsEvaluatedWithoutEarlyExit) {
     RuleSet rules = MakeRuleSet(1, 0, 1, 4, 8);
     Outcome out = Evaluate(rules, L"1357", L"", L"", L"");
-    ExpectRows(out, {kUnmet, kMet, kMet, kUnmet, kMet, kMet});  // empty: too short and weak at once
+    ExpectRows(out, {kUnmet, kMet, kUnmet, kMet, kMet, kMet});  // empty: too short and weak at once
     EXPECT_FALSE(out.allMet);
 
     out = Evaluate(rules, L"1357", L"1357", L"1357", L"1358");
@@ -91,39 +91,32 @@ TEST(PinRules, SamePinIsCaseSensitiveAndOnlyWithTheRule) {
     EXPECT_TRUE(Evaluate(on, L"abcd", L"ABCD", L"ABCD", L"ABCD").allMet);
 }
 
-TEST(PinRules, OkOfTheChangeNeedsTheCurrentPinOnlyWhenAsked) {
-    EXPECT_TRUE(IsChangeAcceptable(true, false, true));
-    EXPECT_FALSE(IsChangeAcceptable(true, true, true));
-    EXPECT_TRUE(IsChangeAcceptable(true, true, false));
-    EXPECT_FALSE(IsChangeAcceptable(false, false, false));
-}
-
 TEST(RuleBoxLayout, ShownRowsStackAndTheBoxShrinksByWhatIsLeft) {
-    RowGeometry rows[kStackCount];
+    RowGeometry rows[kRowCount];
     for (RowGeometry& r : rows) r = {false, 20, 13, 4};
-    rows[kStackMinLength].shown = true;
-    rows[kStackAlphabetic].shown = true;
-    rows[kStackAlphabetic].textHeight = 26;  // a text on two lines
+    rows[kMinLength].shown = true;
+    rows[kAlphabetic].shown = true;
+    rows[kAlphabetic].textHeight = 26;  // a text on two lines
     BoxLayout layout = LayOutRuleBox(/*top*/ 10, /*height*/ 200, rows, /*margin*/ 15, /*shift*/ 3, /*spacing*/ 6);
 
     // 200 - 15 - (2 + 2) * 6 - (13 + 26) - 13
     EXPECT_EQ(layout.shrinkBy, 109);
-    const RowPlacement& min = layout.rows[kStackMinLength];
+    const RowPlacement& min = layout.rows[kMinLength];
     EXPECT_TRUE(min.move);
     EXPECT_EQ(min.textY, 10 + 15 + 6);
     EXPECT_EQ(min.iconY, min.textY - 1);
     EXPECT_EQ(min.textX, 23);
     EXPECT_EQ(min.iconX, 7);
-    EXPECT_EQ(layout.rows[kStackAlphabetic].textY, min.textY + 6 + 13);
-    EXPECT_EQ(layout.rows[kStackConfirmation].textY, layout.rows[kStackAlphabetic].textY + 6 + 26);
-    for (int hidden : {kStackMaxLength, kStackWeakPin, kStackSamePin}) EXPECT_FALSE(layout.rows[hidden].move);
+    EXPECT_EQ(layout.rows[kAlphabetic].textY, min.textY + 6 + 13);
+    EXPECT_EQ(layout.rows[kConfirmation].textY, layout.rows[kAlphabetic].textY + 6 + 26);
+    for (int hidden : {kMaxLength, kWeakPin, kSamePin}) EXPECT_FALSE(layout.rows[hidden].move);
 }
 
 TEST(RuleBoxLayout, ConfirmationRowIsPlacedEvenWhenMarkedHidden) {
-    RowGeometry rows[kStackCount];
-    rows[kStackConfirmation] = {false, 0, 13, 0};
+    RowGeometry rows[kRowCount];
+    rows[kConfirmation] = {false, 0, 13, 0};
     BoxLayout layout = LayOutRuleBox(0, 40, rows, 15, 0, 6);
-    EXPECT_TRUE(layout.rows[kStackConfirmation].move);
-    EXPECT_EQ(layout.rows[kStackConfirmation].textY, 21);
+    EXPECT_TRUE(layout.rows[kConfirmation].move);
+    EXPECT_EQ(layout.rows[kConfirmation].textY, 21);
     EXPECT_EQ(layout.shrinkBy, 40 - 15 - 12 - 13);
 }

@@ -10,13 +10,13 @@
 #include <string>
 #include <vector>
 
+#include "api/event_sources_win.h"
 #include "card/cob_api.h"
 #include "card/cv_card_management.h"
 #include "card/hex_converter.h"
 #include "card/mw_controller.h"
 #include "services/data_cache_win.h"
 #include "services/event_bus.h"
-#include "services/event_sources_win.h"
 #include "services/log.h"
 #include "smmw_sim.h"
 
@@ -125,8 +125,9 @@ TEST_F(CardLayerWin, StartsWithItsResourceLibrariesOnce) {
     SetLogSink(&log);
     EXPECT_EQ(cvCobAPI_Initialize(), 0u);
     EXPECT_EQ(cvCobAPI_Initialize(), 0u);
-    EXPECT_NE(GetModuleHandleW(L"cvCobAPIrc.dll"), nullptr);
-    EXPECT_NE(GetModuleHandleW(L"cvCobAPIlrc.dll"), nullptr);
+    // Mapped as resources, not loaded as modules of the process.
+    EXPECT_EQ(GetModuleHandleW(L"cvCobAPIrc.dll"), nullptr);
+    EXPECT_EQ(GetModuleHandleW(L"cvCobAPIlrc.dll"), nullptr);
     EXPECT_EQ(cvCobAPI_Finalize(), 0u);
     SetLogSink(nullptr);
     EXPECT_NE(log.text.find(L"CVCOBAPI|cvCobAPI_Initialize cvCobAPI already initialized!\n"),

@@ -219,11 +219,22 @@ TEST(ChangePinWindow, TheSettingAloneDoesNotPreventCancel) {
     EXPECT_EQ(w.Finish(), kFailed);
 }
 
-TEST(ChangePinWindow, SessionLockClosesTheWindow) {
+TEST(ChangePinWindow, SessionLockClosesTheWindowUnlessItIsAFirstUseChangeThatCannotBeCancelled) {
+    ScopedSetting disable(L"Corvana.ChangePINPolicies.DisableCancelChangePINatFirstUse", 1);
+    for (int firstUse : {0, 1}) {
+        Options o;
+        o.firstUse = firstUse;
+        ChangeWindow w(o);
+        ASSERT_NE(w.Dialog(), nullptr);
+        SessionEvent(CVPIN_SESSION_LOCKING);
+        EXPECT_EQ(w.Open(), firstUse == 1) << "first use " << firstUse;
+    }
+}
+
+TEST(ChangePinWindow, OpensOnALockedSession) {
+    LockedSession locked;
     ChangeWindow w;
-    ASSERT_NE(w.Dialog(), nullptr);
-    SessionEvent(CVPIN_SESSION_LOCKING);
-    EXPECT_EQ(w.Finish(), kFailed);
+    EXPECT_NE(w.Dialog(), nullptr);
 }
 
 TEST(ChangePinWindow, APinTooLongForTheCallersBufferFails) {

@@ -13,8 +13,8 @@
 #include <tuple>
 #include <vector>
 
+#include "api/event_sources_win.h"
 #include "services/event_bus.h"
-#include "services/event_sources_win.h"
 #include "services/log.h"
 #include "services/log_win.h"
 #include "services/registry_win.h"

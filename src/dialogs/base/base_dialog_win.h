@@ -3,7 +3,7 @@
 #pragma once
 #include "api/export.h"
 #include "framework/gdi_win.h"
-#include "services/secure_dialog_win.h"
+#include "framework/secure_dialog_win.h"
 
 class CVPINGUI_CLASS CBaseDialog : public CSecureDialog {
 public:

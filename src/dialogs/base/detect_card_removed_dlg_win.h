@@ -2,7 +2,7 @@
 #pragma once
 #include <memory>
 #include "dialogs/base/watchers_win.h"
-#include "services/secure_dialog_win.h"
+#include "framework/secure_dialog_win.h"
 
 class CVDetectCardRemovedDlg : public CSecureDialog {
 public:

@@ -1,13 +1,13 @@
 #include "dialogs/pin/enter_pin_dlg_win.h"
-#include "api/module_state.h"
 #include "dialogs/pin/pin_length_policy.h"
 #include "resource_ids.h"
 #include "services/log.h"
 #include "services/settings.h"
 
-CEnterPinDlg::CEnterPinDlg(HWND parent, const wchar_t* readerName, unsigned minPinLength, unsigned maxPinLength,
-                           TimerCallback callback, void* context, unsigned periodMs)
+CEnterPinDlg::CEnterPinDlg(HWND parent, const wchar_t* readerName, const wchar_t* prompt, unsigned minPinLength,
+                           unsigned maxPinLength, TimerCallback callback, void* context, unsigned periodMs)
     : CPromptDlg(L"CEnterPinDlg", IDD_ENTER_PIN, parent, readerName),
+      m_prompt(prompt ? prompt : L""),
       m_minPinLength(minPinLength),
       m_maxPinLength(maxPinLength),
       m_callback(callback),
@@ -31,10 +31,9 @@ BOOL CEnterPinDlg::OnInitDialog() {
     CPromptDlg::OnInitDialog();
     // The resource text is only a fallback for an empty custom prompt, and the step runs only
     // for a non-empty one, so the template's own text stays unless a caller set a prompt.
-    const CSecStr& custom = CustomPinPrompt();
-    if (!custom.IsEmpty()) {
+    if (!m_prompt.IsEmpty()) {
         std::wstring fallback = fw::LoadResString(IDS_ENTER_PIN_PROMPT, L"Please enter your PIN.");
-        SetItemText(IDC_PIN_PROMPT, custom.IsEmpty() ? fallback.c_str() : custom.GetString());
+        SetItemText(IDC_PIN_PROMPT, m_prompt.IsEmpty() ? fallback.c_str() : m_prompt.GetString());
     }
     TryToInsertBitmap();
     BringToFront();

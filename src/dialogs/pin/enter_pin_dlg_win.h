@@ -7,8 +7,9 @@
 
 class CEnterPinDlg : public CPromptDlg {
 public:
-    CEnterPinDlg(HWND parent, const wchar_t* readerName, unsigned minPinLength, unsigned maxPinLength,
-                 TimerCallback callback, void* context, unsigned periodMs);
+    // prompt: the caller's own prompt text; null or empty keeps the template's.
+    CEnterPinDlg(HWND parent, const wchar_t* readerName, const wchar_t* prompt, unsigned minPinLength,
+                 unsigned maxPinLength, TimerCallback callback, void* context, unsigned periodMs);
     ~CEnterPinDlg() override;
 
     // The PIN typed, after DoModal returned IDOK and before destruction.
@@ -25,6 +26,7 @@ protected:
 private:
     void OnEnChangeEditPassword();
 
+    CSecStr m_prompt;
     unsigned m_minPinLength;
     unsigned m_maxPinLength;
     CSecStr m_pinValue;

@@ -152,7 +152,8 @@ bool CChangePINDialog::VerifyAndUpdateAllPolicies(CSecStr newPin) {
     CSecStr confirm = m_confirmEdit.Text();
     GUILOG(CVLOG_DETAIL, L"m_pPoliciesDlg: %d", m_pPoliciesDlg ? 1 : 0);
     bool rulesMet = true;
-    if (m_pPoliciesDlg) rulesMet = m_pPoliciesDlg->VerifyAndUpdatePolicies(current, newPin, typedNew, confirm);
+    if (m_pPoliciesDlg)
+        rulesMet = m_pPoliciesDlg->VerifyAndUpdatePoliciesInPlace(current, newPin, typedNew, confirm);
     const bool acceptable = pinrules::IsChangeAcceptable(rulesMet, bRequireCurrentPIN, current.IsEmpty());
     // Only a change: re-disabling a disabled button still costs a message round.
     if (m_okButton && (IsWindowEnabled(m_okButton) != FALSE) != acceptable) EnableWindow(m_okButton, acceptable);

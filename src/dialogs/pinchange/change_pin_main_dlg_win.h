@@ -5,7 +5,7 @@
 #include "cvpingui.h"
 #include "dialogs/base/watchers_win.h"
 #include "dialogs/pinchange/change_pin_dlg_win.h"
-#include "services/secure_dialog_win.h"
+#include "framework/secure_dialog_win.h"
 
 class CChangePINDialogMain : public CSecureDialog {
 public:

@@ -29,21 +29,33 @@ bool IsAlphaPinWeak(const CSecStr& pin) {
     return false;
 }
 
+bool IsRowShown(const RuleSet& rules, Row row) {
+    switch (row) {
+    case kMinLength: return rules.minLength != kNoLengthRule;
+    case kMaxLength: return rules.maxLength != kNoLengthRule;
+    case kWeakPin: return rules.weakRule;
+    case kSamePin: return rules.samePinRule;
+    case kAlphabetic: return rules.alphaRule;
+    default: return true;
+    }
+}
+
 Outcome Evaluate(const RuleSet& rules, const CSecStr& current, const CSecStr& candidate, const CSecStr& newPin,
                  const CSecStr& confirm) {
-    Outcome out;
-    auto set = [&](Row row, bool active, bool met) {
-        out.rows[row].visible = active;
-        out.rows[row].met = active && met;
-        if (active && !met) out.allMet = false;
-    };
     const uint32_t length = static_cast<uint32_t>(candidate.GetLength());
-    set(kMinLength, rules.minLength != kNoLengthRule, length >= rules.minLength);
-    set(kMaxLength, rules.maxLength != kNoLengthRule, length <= rules.maxLength);
-    set(kSamePin, rules.samePinRule, newPin.Compare(current) != 0);
-    set(kWeakPin, rules.weakRule, !IsPinWeak(candidate));
-    set(kAlphabetic, rules.alphaRule, !IsAlphaPinWeak(candidate));
-    set(kConfirmation, true, newPin.Compare(confirm) == 0);
+    bool met[kRowCount];
+    met[kMinLength] = length >= rules.minLength;
+    met[kMaxLength] = length <= rules.maxLength;
+    met[kWeakPin] = !IsPinWeak(candidate);
+    met[kSamePin] = newPin.Compare(current) != 0;
+    met[kAlphabetic] = !IsAlphaPinWeak(candidate);
+    met[kConfirmation] = newPin.Compare(confirm) == 0;
+    Outcome out;
+    for (Row row : kEvaluationOrder) {
+        const bool shown = IsRowShown(rules, row);
+        out.rows[row] = {shown, shown && met[row]};
+        if (shown && !met[row]) out.allMet = false;
+    }
     return out;
 }
 

@@ -26,8 +26,16 @@ bool IsPinWeak(const CSecStr& pin);
 // A PIN with any character other than '0'..'9'. The empty PIN passes.
 bool IsAlphaPinWeak(const CSecStr& pin);
 
-// Rows in the order in which they are evaluated and updated.
-enum Row { kMinLength, kMaxLength, kSamePin, kWeakPin, kAlphabetic, kConfirmation, kRowCount };
+// The rows of the rule list, in the order in which they stack in its box; the confirmation row
+// is always last and always shown.
+enum Row { kMinLength, kMaxLength, kWeakPin, kSamePin, kAlphabetic, kConfirmation, kRowCount };
+
+// The order in which the rows are judged and updated on each change (not the stacking order).
+constexpr Row kEvaluationOrder[kRowCount] = {kMinLength, kMaxLength, kSamePin,
+                                             kWeakPin,   kAlphabetic, kConfirmation};
+
+// Whether rules has the rule of row (a row shows exactly when its rule exists).
+bool IsRowShown(const RuleSet& rules, Row row);
 
 struct RowOutcome {
     bool visible = false;
@@ -35,7 +43,7 @@ struct RowOutcome {
 };
 
 struct Outcome {
-    RowOutcome rows[kRowCount];
+    RowOutcome rows[kRowCount];  // by Row
     bool allMet = true;  // every shown rule holds
 };
 

@@ -19,15 +19,19 @@ std::wstring LengthText(UINT id, int length) {
     return text;
 }
 
-// Row order of the layout, and the control pairs of each row.
+// The controls and text of each row, by pinrules::Row.
 struct RowControls {
     int text;
     int icon;
+    UINT string;
 };
-const RowControls kStack[pinrules::kStackCount] = {
-    {IDC_RULE_MIN_TEXT, IDC_RULE_MIN_ICON},     {IDC_RULE_MAX_TEXT, IDC_RULE_MAX_ICON},
-    {IDC_RULE_WEAK_TEXT, IDC_RULE_WEAK_ICON},   {IDC_RULE_SAME_TEXT, IDC_RULE_SAME_ICON},
-    {IDC_RULE_ALPHA_TEXT, IDC_RULE_ALPHA_ICON}, {IDC_RULE_CONFIRM_TEXT, IDC_RULE_CONFIRM_ICON},
+const RowControls kRows[pinrules::kRowCount] = {
+    {IDC_RULE_MIN_TEXT, IDC_RULE_MIN_ICON, IDS_RULE_MIN_LENGTH},
+    {IDC_RULE_MAX_TEXT, IDC_RULE_MAX_ICON, IDS_RULE_MAX_LENGTH},
+    {IDC_RULE_WEAK_TEXT, IDC_RULE_WEAK_ICON, IDS_RULE_WEAK},
+    {IDC_RULE_SAME_TEXT, IDC_RULE_SAME_ICON, IDS_RULE_SAME},
+    {IDC_RULE_ALPHA_TEXT, IDC_RULE_ALPHA_ICON, IDS_RULE_ALPHA},
+    {IDC_RULE_CONFIRM_TEXT, IDC_RULE_CONFIRM_ICON, IDS_RULE_CONFIRM},
 };
 
 RECT ChildRect(HWND parent, HWND child) {
@@ -63,9 +67,11 @@ int CVPoliciesDlg::LocCreate(HWND parent) {
 BOOL CVPoliciesDlg::OnInitDialog() {
     LogScope log(L"CVPoliciesDlg::OnInitDialog");
     BOOL result = CBaseDialog::OnInitDialog();
-    for (int i = 0; i < pinrules::kStackCount; ++i) {
-        m_rowText[i] = Item(kStack[i].text);
-        m_rowIcon[i] = Item(kStack[i].icon);
+    // Looked up once: finding a child by id is a round trip to the window system, and the rows
+    // are updated on every keystroke.
+    for (int i = 0; i < pinrules::kRowCount; ++i) {
+        m_rowText[i] = Item(kRows[i].text);
+        m_rowIcon[i] = Item(kRows[i].icon);
     }
     std::wstring title = fw::LoadResString(IDS_RULES_TITLE);
     if (!title.empty()) SetItemText(IDC_RULE_BOX, title.c_str());
@@ -74,63 +80,32 @@ BOOL CVPoliciesDlg::OnInitDialog() {
 }
 
 bool CVPoliciesDlg::VerifyAndUpdatePolicies(CSecStr current, CSecStr candidate, CSecStr newPin, CSecStr confirm) {
+    const bool met = VerifyAndUpdatePoliciesInPlace(current, candidate, newPin, confirm);
+    for (CSecStr* s : {&current, &candidate, &newPin, &confirm}) HidePinFromMemory(*s);
+    return met;
+}
+
+bool CVPoliciesDlg::VerifyAndUpdatePoliciesInPlace(const CSecStr& current, const CSecStr& candidate,
+                                                   const CSecStr& newPin, const CSecStr& confirm) {
     LogScope log(L"CVPoliciesDlg::VerifyAndUpdatePolicies");
-    using namespace pinrules;
-    const Outcome out = Evaluate(m_rules, current, candidate, newPin, confirm);
-    const RowOutcome* row = out.rows;
-    SetMinPINLen(row[kMinLength].visible ? static_cast<int>(m_rules.minLength) : -1, row[kMinLength].visible,
-                 row[kMinLength].met);
-    SetMaxPINLen(row[kMaxLength].visible ? static_cast<int>(m_rules.maxLength) : -1, row[kMaxLength].visible,
-                 row[kMaxLength].met);
-    SetPreventSamePIN(row[kSamePin].visible, row[kSamePin].met);
-    SetWeakPIN(row[kWeakPin].visible, row[kWeakPin].met);
-    SetAlphaPIN(row[kAlphabetic].visible, row[kAlphabetic].met);
-    SetConfirmPIN(row[kConfirmation].met);
+    const pinrules::Outcome out = pinrules::Evaluate(m_rules, current, candidate, newPin, confirm);
+    for (pinrules::Row row : pinrules::kEvaluationOrder) ShowRow(row, out.rows[row]);
     if (m_hWnd) {
         if (HWND box = Item(IDC_RULE_BOX); box && !IsWindowEnabled(box)) EnableWindow(box, TRUE);
         ShowWindow(m_hWnd, SW_SHOW);
     }
-    for (CSecStr* s : {&current, &candidate, &newPin, &confirm}) HidePinFromMemory(*s);
     return out.allMet;
 }
 
-void CVPoliciesDlg::SetMinPINLen(int length, bool visible, bool met) {
-    SetRow(IDC_RULE_MIN_TEXT, IDC_RULE_MIN_ICON, LengthText(IDS_RULE_MIN_LENGTH, length), visible, met);
-}
-
-void CVPoliciesDlg::SetMaxPINLen(int length, bool visible, bool met) {
-    SetRow(IDC_RULE_MAX_TEXT, IDC_RULE_MAX_ICON, LengthText(IDS_RULE_MAX_LENGTH, length), visible, met);
-}
-
-void CVPoliciesDlg::SetWeakPIN(bool visible, bool met) {
-    SetRow(IDC_RULE_WEAK_TEXT, IDC_RULE_WEAK_ICON, fw::LoadResString(IDS_RULE_WEAK), visible, met);
-}
-
-void CVPoliciesDlg::SetPreventSamePIN(bool visible, bool met) {
-    SetRow(IDC_RULE_SAME_TEXT, IDC_RULE_SAME_ICON, fw::LoadResString(IDS_RULE_SAME), visible, met);
-}
-
-void CVPoliciesDlg::SetAlphaPIN(bool visible, bool met) {
-    SetRow(IDC_RULE_ALPHA_TEXT, IDC_RULE_ALPHA_ICON, fw::LoadResString(IDS_RULE_ALPHA), visible, met);
-}
-
-void CVPoliciesDlg::SetConfirmPIN(bool met) {
-    SetRow(IDC_RULE_CONFIRM_TEXT, IDC_RULE_CONFIRM_ICON, fw::LoadResString(IDS_RULE_CONFIRM), true, met);
-}
-
-HWND CVPoliciesDlg::RowControl(int id) const {
-    // Looked up once: finding a child by id is a round trip to the window system, and this runs
-    // on every keystroke.
-    for (int i = 0; i < pinrules::kStackCount; ++i) {
-        if (kStack[i].text == id) return m_rowText[i];
-        if (kStack[i].icon == id) return m_rowIcon[i];
+void CVPoliciesDlg::ShowRow(pinrules::Row row, pinrules::RowOutcome outcome) {
+    std::wstring text;
+    if (row == pinrules::kMinLength || row == pinrules::kMaxLength) {
+        const uint32_t limit = row == pinrules::kMinLength ? m_rules.minLength : m_rules.maxLength;
+        text = LengthText(kRows[row].string, outcome.visible ? static_cast<int>(limit) : -1);
+    } else {
+        text = fw::LoadResString(kRows[row].string);
     }
-    return nullptr;
-}
-
-void CVPoliciesDlg::SetRow(int textId, int iconId, const std::wstring& text, bool visible, bool met) {
-    HWND textControl = RowControl(textId);
-    if (textControl) {
+    if (HWND textControl = m_rowText[row]) {
         // Runs on every keystroke: a static repaints whenever its text is set, so only a
         // changed text is handed over and rows that keep their text do not flicker.
         wchar_t shown[256];
@@ -138,12 +113,12 @@ void CVPoliciesDlg::SetRow(int textId, int iconId, const std::wstring& text, boo
         if (text.compare(0, std::wstring::npos, shown, static_cast<size_t>(length)) != 0)
             SetWindowTextW(textControl, text.c_str());
     }
-    HWND iconControl = RowControl(iconId);
-    const int show = visible ? SW_SHOW : SW_HIDE;
+    HWND iconControl = m_rowIcon[row];
+    const int show = outcome.visible ? SW_SHOW : SW_HIDE;
     // ShowWindow with the state a window already has does nothing, so no repaint either.
-    if (textControl) ShowWindow(textControl, show);
+    if (m_rowText[row]) ShowWindow(m_rowText[row], show);
     if (iconControl) ShowWindow(iconControl, show);
-    if (visible) SetPolicyIcon(iconControl, met ? m_metIcon : m_unmetIcon);
+    if (outcome.visible) SetPolicyIcon(iconControl, outcome.met ? m_metIcon : m_unmetIcon);
 }
 
 void CVPoliciesDlg::SetPolicyIcon(HWND iconControl, HICON icon) {
@@ -161,21 +136,18 @@ void CVPoliciesDlg::PutPoliciesInBox() {
     if (!box) return;
     const HWND* texts = m_rowText;
     const HWND* icons = m_rowIcon;
-    for (int i = 0; i < kStackCount; ++i)
+    for (int i = 0; i < kRowCount; ++i)
         if (!texts[i] || !icons[i]) return;
-    const bool shown[kStackCount] = {
-        m_rules.minLength != kNoLengthRule, m_rules.maxLength != kNoLengthRule, m_rules.weakRule,
-        m_rules.samePinRule, m_rules.alphaRule, true,
-    };
-    RowGeometry rows[kStackCount];
-    for (int i = 0; i < kStackCount; ++i) {
+    RowGeometry rows[kRowCount];
+    for (int i = 0; i < kRowCount; ++i) {
         const RECT text = ChildRect(m_hWnd, texts[i]);
-        rows[i] = {shown[i], text.left, text.bottom - text.top, ChildRect(m_hWnd, icons[i]).left};
+        rows[i] = {IsRowShown(m_rules, static_cast<Row>(i)), text.left, text.bottom - text.top,
+                   ChildRect(m_hWnd, icons[i]).left};
     }
     const RECT boxRect = ChildRect(m_hWnd, box);
     const BoxLayout layout =
         LayOutRuleBox(boxRect.top, boxRect.bottom - boxRect.top, rows, nTopMargin, nLeftShift, nRowSpacing);
-    for (int i = 0; i < kStackCount; ++i) {
+    for (int i = 0; i < kRowCount; ++i) {
         const RowPlacement& p = layout.rows[i];
         if (!p.move) continue;
         const UINT flags = SWP_NOSIZE | SWP_NOZORDER | SWP_NOACTIVATE;

@@ -1,6 +1,7 @@
 // CVPoliciesDlg: the live rule list under the PIN fields of the PIN change and the unlock. Each
-// rule is a row (a text and a met/unmet icon); VerifyAndUpdatePolicies asks pin_rules.h for the
-// outcome and shows it. Hosts embed it as a child; other components may too (exported).
+// rule is a row (a text and a met/unmet icon); pin_rules.h decides which rows show, in which
+// order, and whether each is met; this list only shows that. Hosts embed it as a child; other
+// components may too (exported).
 #pragma once
 #include "api/export.h"
 #include "cvpingui.h"
@@ -20,19 +21,15 @@ public:
 
     // Updates every row and returns whether every shown rule holds. Wipes the four strings.
     bool VerifyAndUpdatePolicies(CSecStr current, CSecStr candidate, CSecStr newPin, CSecStr confirm);
+    // The same without copies of the PINs, for hosts that wipe their own strings.
+    bool VerifyAndUpdatePoliciesInPlace(const CSecStr& current, const CSecStr& candidate, const CSecStr& newPin,
+                                        const CSecStr& confirm);
 
 protected:
     BOOL OnInitDialog() override;
 
 private:
-    void SetMinPINLen(int length, bool visible, bool met);
-    void SetMaxPINLen(int length, bool visible, bool met);
-    void SetWeakPIN(bool visible, bool met);
-    void SetPreventSamePIN(bool visible, bool met);
-    void SetAlphaPIN(bool visible, bool met);
-    void SetConfirmPIN(bool met);
-    HWND RowControl(int id) const;
-    void SetRow(int textId, int iconId, const std::wstring& text, bool visible, bool met);
+    void ShowRow(pinrules::Row row, pinrules::RowOutcome outcome);
     void SetPolicyIcon(HWND iconControl, HICON icon);
     void PutPoliciesInBox();
 
@@ -42,7 +39,7 @@ private:
     int nLeftShift;
     int nRowSpacing;
     pinrules::RuleSet m_rules;
-    // The row controls in stacking order, found when the window is created.
-    HWND m_rowText[pinrules::kStackCount] = {};
-    HWND m_rowIcon[pinrules::kStackCount] = {};
+    // The row controls by row, found when the window is created.
+    HWND m_rowText[pinrules::kRowCount] = {};
+    HWND m_rowIcon[pinrules::kRowCount] = {};
 };

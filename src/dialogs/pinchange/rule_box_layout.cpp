@@ -2,22 +2,22 @@
 
 namespace pinrules {
 
-BoxLayout LayOutRuleBox(int boxTop, int boxHeight, const RowGeometry (&rows)[kStackCount], int topMargin,
+BoxLayout LayOutRuleBox(int boxTop, int boxHeight, const RowGeometry (&rows)[kRowCount], int topMargin,
                         int leftShift, int rowSpacing) {
     BoxLayout layout;
     int shown = 0;
     int heights = 0;
-    for (int i = 0; i < kStackConfirmation; ++i) {
+    for (int i = 0; i < kConfirmation; ++i) {
         if (!rows[i].shown) continue;
         ++shown;
         heights += rows[i].textHeight;
     }
-    const int confirmHeight = rows[kStackConfirmation].textHeight;
+    const int confirmHeight = rows[kConfirmation].textHeight;
     layout.shrinkBy = boxHeight - topMargin - (shown + 2) * rowSpacing - heights - confirmHeight;
 
     int y = boxTop + topMargin + rowSpacing;
-    for (int i = 0; i < kStackCount; ++i) {
-        if (i != kStackConfirmation && !rows[i].shown) continue;
+    for (int i = 0; i < kRowCount; ++i) {
+        if (i != kConfirmation && !rows[i].shown) continue;
         RowPlacement& p = layout.rows[i];
         p.move = true;
         p.textX = rows[i].textLeft + leftShift;

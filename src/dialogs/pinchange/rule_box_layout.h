@@ -1,12 +1,11 @@
 // Where the rows of the rule list go: the shown rows stack from the top of the box, one
 // spacing apart, and the box (with the list) shrinks by the room the hidden rows leave. Portable.
 #pragma once
+#include "dialogs/pinchange/pin_rules.h"
 
 namespace pinrules {
 
-// Rows in the order in which they stack; the confirmation row is always last and always shown.
-enum StackRow { kStackMinLength, kStackMaxLength, kStackWeakPin, kStackSamePin, kStackAlphabetic, kStackConfirmation, kStackCount };
-
+// One row's geometry before the layout, by Row.
 struct RowGeometry {
     bool shown = false;
     int textLeft = 0;
@@ -21,13 +20,13 @@ struct RowPlacement {
 };
 
 struct BoxLayout {
-    RowPlacement rows[kStackCount];
+    RowPlacement rows[kRowCount];
     int shrinkBy = 0;  // height to take off the list and the box (negative: they grow)
 };
 
-// rows[kStackConfirmation].shown is ignored: that row is always shown. Pixels, in the list's
+// rows[kConfirmation].shown is ignored: that row is always shown. Pixels, in the list's
 // client coordinates.
-BoxLayout LayOutRuleBox(int boxTop, int boxHeight, const RowGeometry (&rows)[kStackCount], int topMargin,
+BoxLayout LayOutRuleBox(int boxTop, int boxHeight, const RowGeometry (&rows)[kRowCount], int topMargin,
                         int leftShift, int rowSpacing);
 
 }  // namespace pinrules

@@ -1,7 +1,7 @@
 // The session-lock source. Windows reports a lock to a window registered for session
 // notifications; that window lives on the thread of the first subscriber (a dialog's thread,
 // which pumps messages), so the library needs no thread of its own.
-#include "services/event_sources_win.h"
+#include "api/event_sources_win.h"
 
 #include "card/card_removal_events.h"
 #include "services/event_bus.h"

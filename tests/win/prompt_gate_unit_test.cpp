@@ -1,0 +1,40 @@
+// One prompt at a time: how a prompt's end gives the busy flag back.
+#include <gtest/gtest.h>
+#include <windows.h>
+
+#include <stdexcept>
+
+#include "api/module_state.h"
+#include "api/prompt_gate_win.h"
+
+namespace {
+
+const PromptTexts kTexts = {L"GateTest", L"not allowed", L"allowed"};
+
+bool NextPromptAllowed() {
+    PromptGate next(kTexts, g_pinPromptBusy);
+    return next.Enter(nullptr, L"", false);
+}
+
+}  // namespace
+
+TEST(PromptGate, APromptThatThrowsLeavesTheNextOnePossible) {
+    try {
+        PromptGate gate(kTexts, g_pinPromptBusy);
+        ASSERT_TRUE(gate.Enter(nullptr, L"", false));
+        throw std::runtime_error("failure inside the prompt");
+    } catch (const std::runtime_error&) {
+    }
+    EXPECT_TRUE(NextPromptAllowed());
+}
+
+TEST(PromptGate, WhileOpenAndWhenKeptBusyTheNextPromptIsRefused) {
+    {
+        PromptGate gate(kTexts, g_pinPromptBusy);
+        ASSERT_TRUE(gate.Enter(nullptr, L"", false));
+        EXPECT_FALSE(NextPromptAllowed());
+        gate.KeepBusy();
+    }
+    EXPECT_FALSE(NextPromptAllowed());
+    g_pinPromptBusy.store(false);
+}
