@@ -76,8 +76,9 @@ std::vector<double> TimeTyping(HWND edit, HWND top, int keystrokes) {
     return times;
 }
 
-// Under Wine a property lookup is one round trip to the wineserver, as are GetDlgItem and the
-// subclass chain of a control; on Windows it stays in the process. Printed to read the ratio by.
+// Under Wine a property lookup is one round trip to the wineserver, as is GetDlgItem (and a
+// control subclassed through SetWindowSubclass pays it per message); on Windows it stays in the
+// process. Printed to read the ratio by.
 double PropertyLookupMedian(HWND window) {
     std::vector<double> times;
     for (int i = 0; i < 200; ++i) {
