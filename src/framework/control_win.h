@@ -1,4 +1,5 @@
-// A C++ object attached to a child control by subclassing (comctl32 SetWindowSubclass).
+// A C++ object attached to a child control by subclassing: our window procedure replaces the
+// control's, which it calls for the control's own behaviour.
 #pragma once
 #include <windows.h>
 
@@ -11,7 +12,8 @@ public:
     Control(const Control&) = delete;
     Control& operator=(const Control&) = delete;
 
-    bool Attach(HWND hwnd);  // false when already attached or hwnd is null
+    // false when already attached, hwnd is null, or the window's user data is taken.
+    bool Attach(HWND hwnd);
     void Detach();
     HWND Hwnd() const { return m_hWnd; }
     // The Control attached to hwnd, or null.
@@ -26,7 +28,10 @@ protected:
     HWND m_hWnd = nullptr;
 
 private:
-    static LRESULT CALLBACK SubclassProc(HWND, UINT, WPARAM, LPARAM, UINT_PTR, DWORD_PTR);
+    struct Hook;
+    static LRESULT CALLBACK HookProc(HWND, UINT, WPARAM, LPARAM);
+
+    Hook* m_hook = nullptr;
 };
 
 }  // namespace fw

@@ -6,6 +6,7 @@
 #include <atomic>
 #include <cwchar>
 #include <functional>
+#include <memory>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -137,6 +138,42 @@ TEST_F(SecureEditTest, EditingKeysAndCommands) {
         EXPECT_EQ(c.caret, HIWORD(SendMessageW(edit, EM_GETSEL, 0, 0)));
         EXPECT_EQ(clipboard, GetClipboardSequenceNumber());
         EXPECT_STREQ(c.expected, seenAtChange.GetString());
+    }
+}
+
+// Another subclass on top of ours (a host's, or an accessibility tool's) keeps working when the
+// secure edit lets go first, and the edit's own procedure comes back when nothing sits on top.
+WNDPROC g_beneathOuter = nullptr;
+int g_outerMessages = 0;
+LRESULT CALLBACK OuterProc(HWND hwnd, UINT message, WPARAM wParam, LPARAM lParam) {
+    ++g_outerMessages;
+    return CallWindowProcW(g_beneathOuter, hwnd, message, wParam, lParam);
+}
+
+TEST_F(SecureEditTest, LettingGoKeepsEveryOtherSubclassInTheChain) {
+    DestroyWindow(edit);  // the fixture's edit; these make their own
+    for (bool outerOnTop : {false, true}) {
+        SCOPED_TRACE(outerOnTop ? "a later subclass on top" : "nothing on top");
+        HWND plain = CreateWindowExW(0, L"EDIT", L"", WS_CHILD | ES_PASSWORD, 5, 5, 200, 20, parent, nullptr,
+                                     nullptr, nullptr);
+        const auto original = GetWindowLongPtrW(plain, GWLP_WNDPROC);
+        auto wrapper = std::make_unique<fw::SecureEdit>();
+        ASSERT_TRUE(wrapper->Attach(plain));
+        g_outerMessages = 0;
+        if (outerOnTop)
+            g_beneathOuter = reinterpret_cast<WNDPROC>(
+                SetWindowLongPtrW(plain, GWLP_WNDPROC, reinterpret_cast<LONG_PTR>(OuterProc)));
+        wrapper.reset();
+        SetWindowTextW(plain, L"12");
+        wchar_t text[8] = {};
+        GetWindowTextW(plain, text, 8);
+        EXPECT_STREQ(text, L"12");  // the edit itself answers again, without masks
+        if (outerOnTop) {
+            EXPECT_GT(g_outerMessages, 0);
+        } else {
+            EXPECT_EQ(GetWindowLongPtrW(plain, GWLP_WNDPROC), original);
+        }
+        EXPECT_TRUE(DestroyWindow(plain));
     }
 }
 

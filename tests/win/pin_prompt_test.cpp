@@ -1,5 +1,7 @@
 // The PIN prompt as a caller and a user see it, driven through the exported functions.
 #include <gtest/gtest.h>
+#include <windows.h>
+#include <commctrl.h>
 #include <cstring>
 #include <string>
 #include "cvpingui.h"
@@ -386,6 +388,68 @@ TEST(PinPrompt, CapsLockBalloonShowsOnReleaseAndHidesOnTyping) {
     EXPECT_NE(VisibleBalloon(thread), nullptr);
     SendMessageW(prompt.Edit(), WM_KEYUP, 'A', 0xC0000001);
     EXPECT_TRUE(WaitUntil([&] { return VisibleBalloon(thread) == nullptr; }, 3000));
+}
+
+namespace {
+// What Windows' own password edit does while Caps Lock is on: it shows a balloon of its own,
+// titled "Caps Lock is On", whose body warns about the password.
+struct SystemBalloon {
+    std::atomic<HWND> edit{nullptr};
+    std::atomic<HWND> balloon{nullptr};
+};
+void WINAPI ShowSystemBalloon(void* context) {
+    auto* system = static_cast<SystemBalloon*>(context);
+    HWND edit = system->edit;
+    if (!edit || system->balloon) return;
+    std::atomic<int> unused{0};
+    TurnCapsLockOn(&unused);
+    HWND balloon = CreateWindowExW(WS_EX_TOPMOST, TOOLTIPS_CLASSW, nullptr, WS_POPUP | TTS_NOPREFIX | TTS_BALLOON,
+                                   CW_USEDEFAULT, CW_USEDEFAULT, CW_USEDEFAULT, CW_USEDEFAULT, edit, nullptr, nullptr,
+                                   nullptr);
+    TOOLINFOW tool = {sizeof(tool)};
+    tool.uFlags = TTF_TRACK | TTF_IDISHWND;
+    tool.hwnd = edit;
+    tool.uId = reinterpret_cast<UINT_PTR>(edit);
+    tool.lpszText = const_cast<wchar_t*>(
+        L"Having Caps Lock on may cause you to enter your password incorrectly.\r\n\r\n"
+        L"You should press Caps Lock to turn it off before entering your password.");
+    SendMessageW(balloon, TTM_ADDTOOLW, 0, reinterpret_cast<LPARAM>(&tool));
+    SendMessageW(balloon, TTM_SETTITLEW, TTI_WARNING, reinterpret_cast<LPARAM>(L"Caps Lock is On"));
+    SendMessageW(balloon, TTM_TRACKACTIVATE, TRUE, reinterpret_cast<LPARAM>(&tool));
+    system->balloon = balloon;
+}
+int Balloons(DWORD thread) {
+    int count = 0;
+    EnumThreadWindows(
+        thread,
+        [](HWND hwnd, LPARAM lParam) {
+            wchar_t cls[64] = {};
+            GetClassNameW(hwnd, cls, 64);
+            if (_wcsicmp(cls, TOOLTIPS_CLASSW) == 0) ++*reinterpret_cast<int*>(lParam);
+            return TRUE;
+        },
+        reinterpret_cast<LPARAM>(&count));
+    return count;
+}
+}  // namespace
+
+TEST(PinPrompt, SystemCapsLockBalloonSaysPinAndTheEditDrawsNoSecond) {
+    SystemBalloon system;
+    PinPrompt prompt(4, 8, kReader, ShowSystemBalloon, &system, 10);
+    ASSERT_NE(prompt.Dialog(), nullptr);
+    system.edit = prompt.Edit();
+    ASSERT_TRUE(WaitUntil([&] { return system.balloon.load() != nullptr; }));
+    wchar_t text[1040] = {};
+    TOOLINFOW tool = {sizeof(tool)};
+    tool.hwnd = prompt.Edit();
+    tool.uId = reinterpret_cast<UINT_PTR>(prompt.Edit());
+    tool.lpszText = text;
+    SendMessageW(system.balloon, TTM_GETTEXTW, 1040, reinterpret_cast<LPARAM>(&tool));
+    EXPECT_EQ(std::wstring(text).rfind(L"Having Caps Lock on may cause you to enter your PIN incorrectly.", 0), 0u)
+        << std::string(text, text + wcslen(text));
+    // Releasing Caps Lock would create the edit's own balloon, were the system's not there.
+    SendMessageW(prompt.Edit(), WM_KEYUP, VK_CAPITAL, 0xC0000001);
+    EXPECT_EQ(Balloons(prompt.Call().ThreadId()), 1);
 }
 
 TEST(PinPrompt, HelpButtonOnlyWithAHelpFile) {

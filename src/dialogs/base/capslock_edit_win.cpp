@@ -16,32 +16,14 @@ const wchar_t kDefaultPasswordMessage[] =
     L"Having Caps Lock on may cause you to enter your password incorrectly.\r\n\r\n"
     L"You should press Caps Lock to turn it off before entering your password.";
 
+// The beginning of the body text of the system's own caps-lock balloon, when the resource
+// library has none (the balloon's title is a separate text and is not compared).
+const wchar_t kDefaultSystemText[] = L"Having Caps Lock on may cause you to enter your password incorrectly.";
+
 void LoadText(wchar_t (&out)[261], UINT id, const wchar_t* fallback) {
     std::wstring text = fw::LoadResString(id, fallback);
     wcsncpy(out, text.c_str(), 260);
     out[260] = 0;
-}
-
-// Windows 5.0 exactly: its edit control has no caps-lock balloon of its own.
-bool IsWindows2000() {
-    auto atLeast = [](WORD major, WORD minor) {
-        OSVERSIONINFOEXW v = {sizeof(v)};
-        v.dwMajorVersion = major;
-        v.dwMinorVersion = minor;
-        v.wServicePackMajor = 0;
-        DWORDLONG mask = 0;
-        mask = VerSetConditionMask(mask, VER_MAJORVERSION, VER_GREATER_EQUAL);
-        mask = VerSetConditionMask(mask, VER_MINORVERSION, VER_GREATER_EQUAL);
-        mask = VerSetConditionMask(mask, VER_SERVICEPACKMAJOR, VER_GREATER_EQUAL);
-        return VerifyVersionInfoW(&v, VER_MAJORVERSION | VER_MINORVERSION | VER_SERVICEPACKMAJOR, mask) != FALSE;
-    };
-    return atLeast(5, 0) && !atLeast(5, 1);
-}
-
-// Wine's edit control has no caps-lock balloon either.
-bool IsWine() {
-    HMODULE ntdll = GetModuleHandleW(L"ntdll.dll");
-    return ntdll && GetProcAddress(ntdll, "wine_get_version");
 }
 
 void InitCommonControlsFor(DWORD classes) {
@@ -52,7 +34,30 @@ void InitCommonControlsFor(DWORD classes) {
 
 }  // namespace
 
-CCapsLockSensitiveEdit::CCapsLockSensitiveEdit() : m_ownBalloon(IsWindows2000() || IsWine()) {
+// The balloon must believe the mouse is over the edit, wherever the mouse really is, or it
+// would hide itself at the first real mouse move.
+class CCapsLockSensitiveEdit::BalloonHook : public fw::Control {
+public:
+    explicit BalloonHook(HWND edit) : m_edit(edit) {}
+
+protected:
+    LRESULT WndProc(UINT message, WPARAM wParam, LPARAM lParam) override {
+        if (message == WM_MOUSEMOVE) return 0;
+        if (message == TTM_WINDOWFROMPOINT && lParam) {
+            RECT r;
+            GetWindowRect(m_edit, &r);
+            auto* pt = reinterpret_cast<POINT*>(lParam);
+            pt->x = r.left + 5;
+            pt->y = r.top + 5;
+        }
+        return DefaultProc(message, wParam, lParam);
+    }
+
+private:
+    HWND m_edit;
+};
+
+CCapsLockSensitiveEdit::CCapsLockSensitiveEdit() {
     InitCommonControlsFor(ICC_BAR_CLASSES);
     LoadText(m_title, IDS_CAPS_TITLE, kDefaultTitle);
     LoadText(m_pinMessage, IDS_CAPS_PIN_MESSAGE, kDefaultPinMessage);
@@ -66,6 +71,7 @@ CCapsLockSensitiveEdit::~CCapsLockSensitiveEdit() {
 void CCapsLockSensitiveEdit::OnDetached() {
     if (m_tooltip) DestroyWindow(m_tooltip);
     m_tooltip = nullptr;
+    m_systemTip = nullptr;
     fw::SecureEdit::OnDetached();
 }
 
@@ -79,7 +85,8 @@ void CCapsLockSensitiveEdit::CreateBalloon() {
                                 CW_USEDEFAULT, CW_USEDEFAULT, CW_USEDEFAULT, CW_USEDEFAULT, m_hWnd, nullptr,
                                 nullptr, nullptr);
     if (!m_tooltip) return;
-    SetWindowSubclass(m_tooltip, BalloonProc, 1, reinterpret_cast<DWORD_PTR>(this));
+    m_balloonHook = std::make_unique<BalloonHook>(m_hWnd);
+    m_balloonHook->Attach(m_tooltip);
     SetWindowPos(m_tooltip, HWND_TOPMOST, 0, 0, 0, 0, SWP_NOSIZE | SWP_NOMOVE | SWP_NOACTIVATE);
     TOOLINFOW tool = {sizeof(tool)};
     tool.hwnd = m_hWnd;
@@ -90,23 +97,6 @@ void CCapsLockSensitiveEdit::CreateBalloon() {
     SendMessageW(m_tooltip, TTM_SETDELAYTIME, TTDT_INITIAL, 0);
     SendMessageW(m_tooltip, TTM_SETMAXTIPWIDTH, 0, 300);
     SendMessageW(m_tooltip, TTM_SETTITLEW, TTI_WARNING, reinterpret_cast<LPARAM>(m_title));
-}
-
-// The balloon must believe the mouse is over the edit, wherever the mouse really is, or it
-// would hide itself at the first real mouse move.
-LRESULT CALLBACK CCapsLockSensitiveEdit::BalloonProc(HWND hwnd, UINT message, WPARAM wParam, LPARAM lParam,
-                                                      UINT_PTR, DWORD_PTR ref) {
-    auto* self = reinterpret_cast<CCapsLockSensitiveEdit*>(ref);
-    if (message == WM_MOUSEMOVE) return 0;
-    if (message == TTM_WINDOWFROMPOINT && lParam && self->m_hWnd) {
-        RECT r;
-        GetWindowRect(self->m_hWnd, &r);
-        auto* pt = reinterpret_cast<POINT*>(lParam);
-        pt->x = r.left + 5;
-        pt->y = r.top + 5;
-    }
-    if (message == WM_NCDESTROY) RemoveWindowSubclass(hwnd, BalloonProc, 1);
-    return DefSubclassProc(hwnd, message, wParam, lParam);
 }
 
 void CCapsLockSensitiveEdit::CheckCapsLockMessage() {
@@ -125,8 +115,7 @@ void CCapsLockSensitiveEdit::CheckCapsLockMessage() {
 
 bool CCapsLockSensitiveEdit::OnNotify(NMHDR* header, LRESULT& result) {
     if (header->code == TTN_SHOW) {
-        if (m_ownBalloon) {
-            if (!m_tooltip || header->hwndFrom != m_tooltip) return false;
+        if (m_tooltip && header->hwndFrom == m_tooltip) {
             RECT edit, tip;
             GetWindowRect(m_hWnd, &edit);
             GetWindowRect(m_tooltip, &tip);
@@ -136,20 +125,9 @@ bool CCapsLockSensitiveEdit::OnNotify(NMHDR* header, LRESULT& result) {
             result = 1;
             return true;
         }
-        if (header->hwndFrom != m_systemTip) {
-            // The system's own caps-lock balloon: take over its text once per balloon window.
-            m_systemTip = header->hwndFrom;
-            wchar_t text[1040] = {};
-            TOOLINFOW tool = {sizeof(tool)};
-            tool.lpszText = text;
-            if (SendMessageW(m_systemTip, TTM_GETTOOLINFOW, 0, reinterpret_cast<LPARAM>(&tool))) {
-                std::wstring systemText = fw::LoadResString(IDS_CAPS_SYSTEM_TEXT, L"");
-                if (!systemText.empty() && wcsncmp(text, systemText.c_str(), systemText.size()) == 0) {
-                    tool.lpszText = LPSTR_TEXTCALLBACKW;
-                    SendMessageW(m_systemTip, TTM_SETTOOLINFOW, 0, reinterpret_cast<LPARAM>(&tool));
-                }
-            }
-        }
+        // Any other balloon of this edit is the system's own: comctl32 6 shows one on a password
+        // edit while Caps Lock is on. From now on ours is not needed.
+        TakeOverSystemBalloon(header->hwndFrom);
         return false;
     }
     if (header->code == TTN_GETDISPINFOW) {
@@ -160,6 +138,27 @@ bool CCapsLockSensitiveEdit::OnNotify(NMHDR* header, LRESULT& result) {
         return false;
     }
     return false;
+}
+
+void CCapsLockSensitiveEdit::TakeOverSystemBalloon(HWND balloon) {
+    if (m_ownBalloon) {
+        m_ownBalloon = false;
+        ResetToolTip();
+    }
+    if (balloon == m_systemTip) return;  // handled once per balloon window
+    m_systemTip = balloon;
+    wchar_t text[1040] = {};
+    TOOLINFOW tool = {sizeof(tool)};
+    tool.lpszText = text;
+    // The edit's balloon has one tool, the one it shows.
+    if (!SendMessageW(balloon, TTM_GETCURRENTTOOLW, 0, reinterpret_cast<LPARAM>(&tool)) &&
+        !SendMessageW(balloon, TTM_ENUMTOOLSW, 0, reinterpret_cast<LPARAM>(&tool)))
+        return;
+    // The tool's text is the balloon's body; its title ("Caps Lock is On") is kept apart.
+    const std::wstring systemText = fw::LoadResString(IDS_CAPS_SYSTEM_TEXT, kDefaultSystemText);
+    if (wcsncmp(text, systemText.c_str(), systemText.size()) != 0) return;
+    tool.lpszText = LPSTR_TEXTCALLBACKW;
+    SendMessageW(balloon, TTM_SETTOOLINFOW, 0, reinterpret_cast<LPARAM>(&tool));
 }
 
 LRESULT CCapsLockSensitiveEdit::WndProc(UINT message, WPARAM wParam, LPARAM lParam) {

@@ -1,8 +1,9 @@
 // CCapsLockSensitiveEdit: the PIN edit box. It keeps the PIN out of the platform edit (see
-// fw::SecureEdit) and warns with a balloon while Caps Lock is on. Where the system edit shows
-// its own caps-lock balloon, only that balloon's text is replaced by ours; where it has none
-// (Windows 2000, Wine), the edit draws its own.
+// fw::SecureEdit) and warns with a balloon while Caps Lock is on. Once the system edit is seen
+// showing its own caps-lock balloon, only that balloon's text is replaced by ours; until then
+// (and where it has none) the edit draws its own.
 #pragma once
+#include <memory>
 #include "api/export.h"
 #include "framework/secure_edit_win.h"
 
@@ -27,10 +28,12 @@ protected:
 private:
     void CreateBalloon();
     bool OnNotify(NMHDR* header, LRESULT& result);
-    static LRESULT CALLBACK BalloonProc(HWND, UINT, WPARAM, LPARAM, UINT_PTR, DWORD_PTR);
+    void TakeOverSystemBalloon(HWND balloon);
+    class BalloonHook;
 
-    bool m_ownBalloon;
+    bool m_ownBalloon = true;  // until the system's own balloon shows up
     HWND m_tooltip = nullptr;
+    std::unique_ptr<BalloonHook> m_balloonHook;
     bool m_hasFocus = false;
     HWND m_systemTip = nullptr;
     wchar_t m_title[261];
