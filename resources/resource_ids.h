@@ -21,6 +21,7 @@
 #define IDC_SECOND_PICTURE 3076
 #define IDC_READER_NAME 3077
 #define IDC_PIN_LABEL 3078
+#define IDC_PIN_ICON 3084
 #define IDC_HELP_BUTTON 9
 
 // --- group: controls of the PIN-pad prompts (IDD_KEYPAD_PROMPT, IDD_KEYPAD_CHANGE_PIN, IDD_PIN_ALWAYS)

@@ -3,6 +3,7 @@
 #include <vector>
 #include "api/guard.h"
 #include "cvpingui.h"
+#include "framework/resource_icons_win.h"
 #include "framework/secure_dialog_win.h"
 #include "framework/ui_scope_win.h"
 #include "resource_ids.h"
@@ -41,6 +42,7 @@ public:
 protected:
     BOOL OnInitDialog() override {
         OnInitDialogSecure();
+        fw::SetItemIcon(m_hWnd, IDC_ABOUT_ICON, IDI_CARD);
         std::wstring product = VersionString(L"ProductName");
         if (product.empty()) product = fw::LoadResString(IDS_PRODUCT_NAME, L"Corvana Smart Card Middleware");
         SetItemText(IDC_ABOUT_PRODUCT, product.c_str());

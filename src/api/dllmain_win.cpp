@@ -25,7 +25,7 @@ void RegisterProgressBarClass(HINSTANCE module) {
 void LoadResourceLibrary() {
     HMODULE resources = nullptr;
     try {
-        LoadLibrarySync(kResourceLibrary, &resources, 0);
+        LoadLibrarySync(kResourceLibrary, &resources, kLoadAsResources);
         GUILOG(CVLOG_INFO, L"DllMain: LoadLibrarySync(%s) succeeded", kResourceLibrary);
     } catch (const NV::Middleware::CMWException& e) {
         // Without it every prompt fails at once, but the library still loads: its callers
@@ -50,10 +50,11 @@ void Detach(bool processEnding) {
     // At process exit the system drops the notifications and windows itself; touching them under
     // the loader lock then only risks a hang.
     if (!processEnding) RemoveBuiltInEventSources();
-    if (HINSTANCE resources = fw::ResourceModule()) {
-        fw::SetResourceModule(nullptr);
-        // At process exit the loader unloads everything itself.
-        if (!processEnding) FreeLibrary(resources);
+    // At process exit the loader unmaps everything and the system frees the icons itself.
+    HINSTANCE resources = fw::ResourceModule();
+    if (resources && !processEnding) {
+        fw::SetResourceModule(nullptr);  // also destroys the icons taken from it
+        FreeLibrary(resources);
     }
     fw::ReleaseActivationContext();
     // At process exit the security module's library may already be detached: leave it alone.

@@ -1,4 +1,5 @@
 #include "framework/dialog_win.h"
+#include "framework/resource_icons_win.h"
 
 #include <exception>
 
@@ -44,7 +45,11 @@ void LogException(const std::exception* e, UINT templateId, UINT message) {
 
 HINSTANCE ResourceModule() { return g_resourceModule; }
 
-void SetResourceModule(HINSTANCE module) { g_resourceModule = module; }
+void SetResourceModule(HINSTANCE module) {
+    if (module == g_resourceModule) return;
+    ReleaseResourceIcons();  // they came from the library being let go
+    g_resourceModule = module;
+}
 
 std::wstring LoadResString(UINT id, const wchar_t* fallback) {
     const wchar_t* text = nullptr;

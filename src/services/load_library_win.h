@@ -16,9 +16,8 @@ private:
 // A library that holds only resources: mapped for its resources and never run, so that loading
 // it from DllMain runs no code of it under the loader lock. Such a handle has its low bits set;
 // FindResource and LoadString accept it, GetProcAddress and GetModuleFileName do not. Under
-// Wine 8 an icon loaded from it with LR_SHARED is not shared (measured: every PIN prompt then
-// leaks the three GDI objects of its template's icon), so a library with icons needs its own
-// icon cache before it can be loaded this way.
+// Wine 8 an icon loaded from it with LR_SHARED is not shared (every dialog would leak the GDI
+// objects of its icons): take icons through fw::ResourceIcon instead.
 constexpr DWORD kLoadAsResources = LOAD_LIBRARY_AS_IMAGE_RESOURCE | LOAD_LIBRARY_AS_DATAFILE;
 
 // Loads relativePath (for example L"Resources\\cv.corvana.gui.pinrc.dll") from the folder of

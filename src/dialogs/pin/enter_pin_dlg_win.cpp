@@ -6,7 +6,7 @@
 
 CEnterPinDlg::CEnterPinDlg(HWND parent, const wchar_t* readerName, const wchar_t* prompt, unsigned minPinLength,
                            unsigned maxPinLength, TimerCallback callback, void* context, unsigned periodMs)
-    : CPromptDlg(L"CEnterPinDlg", IDD_ENTER_PIN, parent, readerName),
+    : CPromptDlg(L"CEnterPinDlg", IDD_ENTER_PIN, IDI_CARD, parent, readerName),
       m_prompt(prompt ? prompt : L""),
       m_minPinLength(minPinLength),
       m_maxPinLength(maxPinLength),

@@ -24,7 +24,7 @@ CKeyPadDlg::CKeyPadDlg(HWND parent, const wchar_t* readerName, const wchar_t* pr
 
 CKeyPadDlg::CKeyPadDlg(const wchar_t* className, UINT templateId, HWND parent, const wchar_t* readerName,
                        const wchar_t* prompt, TimerCallback callback, void* context, unsigned periodMs)
-    : CPromptDlg(className, templateId, parent, readerName),
+    : CPromptDlg(className, templateId, IDI_KEYPAD, parent, readerName),
       m_prompt(prompt),
       m_callback(callback),
       m_callbackContext(context),
@@ -73,7 +73,7 @@ CSecStr CKeyPadChangePinDlg::DefaultPrompt() const {
 }
 
 CPINAlwaysPromptDlg::CPINAlwaysPromptDlg(HWND parent, const wchar_t* readerName)
-    : CPromptDlg(L"CPINAlwaysPromptDlg", IDD_PIN_ALWAYS, parent, readerName) {}
+    : CPromptDlg(L"CPINAlwaysPromptDlg", IDD_PIN_ALWAYS, IDI_CARD, parent, readerName) {}
 
 BOOL CPINAlwaysPromptDlg::OnInitDialog() {
     GUILOG(CVLOG_ENTRY, L"CPINAlwaysPromptDlg::OnInitDialog");

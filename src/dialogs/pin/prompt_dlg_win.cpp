@@ -1,12 +1,14 @@
 #include "dialogs/pin/prompt_dlg_win.h"
 #include <string>
+#include "framework/resource_icons_win.h"
 #include "resource_ids.h"
 #include "services/help_display_win.h"
 #include "services/log.h"
 #include "services/settings.h"
 
-CPromptDlg::CPromptDlg(const wchar_t* className, UINT templateId, HWND parent, const wchar_t* readerName)
-    : CVDetectCardRemovedDlg(templateId, parent, readerName), m_className(className) {
+CPromptDlg::CPromptDlg(const wchar_t* className, UINT templateId, UINT iconId, HWND parent,
+                       const wchar_t* readerName)
+    : CVDetectCardRemovedDlg(templateId, parent, readerName), m_className(className), m_iconId(iconId) {
     GUILOG(CVLOG_ENTRY, L"%s", m_className);
     GUILOG(CVLOG_INFO, L"%s: pParent = %x, Reader = %s", m_className, (unsigned)(UINT_PTR)parent,
            ReaderName().GetString());
@@ -47,6 +49,8 @@ INT_PTR CPromptDlg::DoModal() {
 
 BOOL CPromptDlg::OnInitDialog() {
     CVDetectCardRemovedDlg::OnInitDialog();
+    static_assert(IDC_PIN_ICON == IDC_KP_ICON, "every prompt template has its icon under one id");
+    fw::SetItemIcon(m_hWnd, IDC_PIN_ICON, m_iconId);
     SetItemText(IDC_READER_NAME, ReaderName().GetString());
     if (!GetDisplayHelpValue()) HideHelpButton();
     return TRUE;

@@ -9,8 +9,9 @@
 
 class CPromptDlg : public CVDetectCardRemovedDlg {
 public:
-    // className names the dialog in the log ("CEnterPinDlg"...).
-    CPromptDlg(const wchar_t* className, UINT templateId, HWND parent, const wchar_t* readerName);
+    // className names the dialog in the log ("CEnterPinDlg"...); iconId is the icon beside the
+    // prompt text (IDI_CARD, IDI_KEYPAD).
+    CPromptDlg(const wchar_t* className, UINT templateId, UINT iconId, HWND parent, const wchar_t* readerName);
     ~CPromptDlg() override;
 
     INT_PTR DoModal() override;
@@ -27,6 +28,7 @@ protected:
     void BringToFront();
 
     const wchar_t* m_className;
+    UINT m_iconId;
 
 private:
     bool GetBrandingBitmaps(std::wstring& path);

@@ -1,4 +1,5 @@
 #include "dialogs/pinchange/change_pin_main_dlg_win.h"
+#include "framework/resource_icons_win.h"
 #include "resource_ids.h"
 #include "services/log.h"
 
@@ -36,10 +37,8 @@ BOOL CChangePINDialogMain::OnInitDialog() {
     LogScope log(L"CChangePINDialogMain::OnInitDialog");
     OnInitDialogSecure();
     GUILOG(CVLOG_INFO, L"Loading icon...");
-    if (HINSTANCE module = fw::ResourceModule()) {
-        HANDLE icon = LoadImageW(module, MAKEINTRESOURCEW(IDI_CHANGE_PIN), IMAGE_ICON, 16, 16, LR_SHARED);
-        if (icon) SendMessageW(m_hWnd, WM_SETICON, ICON_SMALL, reinterpret_cast<LPARAM>(icon));
-    }
+    if (HICON icon = fw::ResourceIcon(IDI_CHANGE_PIN, 16, 16))
+        SendMessageW(m_hWnd, WM_SETICON, ICON_SMALL, reinterpret_cast<LPARAM>(icon));
     m_okButton = Item(IDOK);
     if (m_rules.bDisableCancel) EnableItem(IDCANCEL, false);
 

@@ -1,16 +1,10 @@
 #include "dialogs/pinchange/policies_dlg_win.h"
 #include "dialogs/pinchange/rule_box_layout.h"
+#include "framework/resource_icons_win.h"
 #include "resource_ids.h"
 #include "services/log.h"
 
 namespace {
-
-HICON LoadRuleIcon(UINT id) {
-    // Shared: the system owns it, so neither this dialog nor a copy of it has to free it.
-    HINSTANCE module = fw::ResourceModule();
-    return module ? static_cast<HICON>(LoadImageW(module, MAKEINTRESOURCEW(id), IMAGE_ICON, 16, 16, LR_SHARED))
-                  : nullptr;
-}
 
 std::wstring LengthText(UINT id, int length) {
     std::wstring format = fw::LoadResString(id);
@@ -53,8 +47,8 @@ CVPoliciesDlg::CVPoliciesDlg(const PwdRuleArgs* rules, int mode, const RECT* pos
     if (rules)
         m_rules = pinrules::MakeRuleSet(rules->bPreventAlphaPIN, rules->bAllowWeakPIN, rules->bPreventSamePIN,
                                         rules->dwMinPINLen, rules->dwMaxPINLen);
-    m_metIcon = LoadRuleIcon(IDI_RULE_MET);
-    m_unmetIcon = LoadRuleIcon(IDI_RULE_UNMET);
+    m_metIcon = fw::ResourceIcon(IDI_RULE_MET, 16, 16);
+    m_unmetIcon = fw::ResourceIcon(IDI_RULE_UNMET, 16, 16);
 }
 
 CVPoliciesDlg::~CVPoliciesDlg() { GUILOG(CVLOG_ENTRY, L"CVPoliciesDlg::~CVPoliciesDlg"); }
