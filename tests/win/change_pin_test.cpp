@@ -75,19 +75,39 @@ private:
 
 enum class Row { Hidden, Met, Unmet };
 
-HICON RuleIcon(UINT id) {
-    return static_cast<HICON>(
-        LoadImageW(GetModuleHandleW(L"cv.corvana.gui.pinrc.dll"), MAKEINTRESOURCEW(id), IMAGE_ICON, 16, 16, LR_SHARED));
+// The pixels of an icon's colour image: the library keeps icons of its own, so a row's icon is
+// recognised by what it shows, not by its handle.
+std::string IconPixels(HICON icon) {
+    ICONINFO info{};
+    if (!icon || !GetIconInfo(icon, &info)) return {};
+    BITMAP bitmap{};
+    GetObjectW(info.hbmColor, sizeof bitmap, &bitmap);
+    std::string pixels(static_cast<size_t>(bitmap.bmWidthBytes) * bitmap.bmHeight, '\0');
+    GetBitmapBits(info.hbmColor, static_cast<LONG>(pixels.size()), &pixels[0]);
+    DeleteObject(info.hbmColor);
+    DeleteObject(info.hbmMask);
+    return pixels;
+}
+
+std::string RuleIconPixels(UINT id) {
+    HMODULE resources = LoadLibraryExW(L"Resources\\cv.corvana.gui.pinrc.dll", nullptr, LOAD_LIBRARY_AS_DATAFILE);
+    HICON icon = static_cast<HICON>(LoadImageW(resources, MAKEINTRESOURCEW(id), IMAGE_ICON, 16, 16, 0));
+    std::string pixels = IconPixels(icon);
+    DestroyIcon(icon);
+    FreeLibrary(resources);
+    return pixels;
 }
 
 Row RowState(HWND top, int textId, int iconId) {
     HWND text = FindDescendant(top, textId);
     HWND icon = FindDescendant(top, iconId);
     if (!text || !icon || !IsWindowVisible(text)) return Row::Hidden;
-    HICON shown = reinterpret_cast<HICON>(SendMessageW(icon, STM_GETICON, 0, 0));
+    static const std::string met = RuleIconPixels(IDI_RULE_MET);
+    static const std::string unmet = RuleIconPixels(IDI_RULE_UNMET);
+    const std::string shown = IconPixels(reinterpret_cast<HICON>(SendMessageW(icon, STM_GETICON, 0, 0)));
     EXPECT_TRUE(IsWindowVisible(icon));
-    EXPECT_TRUE(shown == RuleIcon(IDI_RULE_MET) || shown == RuleIcon(IDI_RULE_UNMET));
-    return shown == RuleIcon(IDI_RULE_MET) ? Row::Met : Row::Unmet;
+    EXPECT_TRUE(!met.empty() && met != unmet && (shown == met || shown == unmet));
+    return shown == met ? Row::Met : Row::Unmet;
 }
 
 // Rows: minimum, maximum, weak, same PIN, digits only, confirmation.

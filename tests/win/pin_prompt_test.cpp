@@ -230,6 +230,7 @@ TEST(PinPrompt, CustomPromptTextUntilReset) {
         PinPrompt prompt;
         ASSERT_NE(prompt.Dialog(), nullptr);
         templateText = ItemText(prompt.Dialog(), IDC_PIN_PROMPT);
+        EXPECT_NE(SendDlgItemMessageW(prompt.Dialog(), IDC_PIN_ICON, STM_GETICON, 0, 0), 0);  // the card beside it
     }
     SetPinPromptString(L"Unlock your workstation with the card's PIN");
     {
