@@ -139,7 +139,7 @@ TEST(PinRules, EachRuleReadsItsOwnField) {
         {L"2468", L"2468", L"1397", L"1397", kSamePin, true},
         {L"2468", L"1397", L"2468", L"2468", kSamePin, false},
         {L"", L"1397", L"25", L"25", kMinLength, true},
-        {L"", L"1397", L"2580741", L"2580741", kMaxLength, true},
+        {L"", L"139752", L"2580741", L"2580741", kMaxLength, true},
         {L"", L"2580741", L"1397", L"1397", kMaxLength, false},
         {L"", L"1397", L"1234", L"1234", kWeakPin, true},
         {L"", L"1234", L"1397", L"1397", kWeakPin, false},
