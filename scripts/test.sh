@@ -10,6 +10,9 @@ build_windows
 echo "== native tests"
 ctest --test-dir "$BUILD/native" --output-on-failure -j "$JOBS"
 
+echo "== mutation check (native)"
+bash "$ROOT/scripts/mutants.sh" --native
+
 echo "== Windows tests (Wine)"
 ensure_display
 trap 'stop_wine; stop_display' EXIT
