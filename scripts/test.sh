@@ -13,6 +13,9 @@ ctest --test-dir "$BUILD/native" --output-on-failure -j "$JOBS"
 echo "== fuzz targets"
 bash "$ROOT/tests/fuzz/run.sh" "$BUILD/fuzz" 20
 
+echo "== mutation check (native)"
+bash "$ROOT/scripts/mutants.sh" --native
+
 echo "== Windows tests (Wine)"
 ensure_display
 trap 'stop_wine; stop_display' EXIT

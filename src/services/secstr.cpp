@@ -1,5 +1,6 @@
-// The portable part of CSecStr. Every buffer is wiped before it is freed or shrunk, so no copy
-// of a secret outlives the moment it stops being needed. Loading resources is in secstr_win.cpp.
+// The portable part of CSecStr. Every buffer is a secure block, wiped when it is given back, and
+// text that is dropped from a buffer in use is wiped at once, so no copy of a secret outlives the
+// moment it stops being needed. Loading resources is in secstr_win.cpp.
 #include "services/secstr.h"
 
 #include <cstdarg>
@@ -8,14 +9,6 @@
 #include <functional>
 #include <new>
 #include <utility>
-
-void SecureWipe(void* data, size_t bytes) {
-    // Stores through a volatile pointer are observable behaviour: the compiler must keep them
-    // even though the memory is about to be freed.
-    volatile unsigned char* p = static_cast<volatile unsigned char*>(data);
-    for (size_t i = 0; i < bytes; ++i)
-        p[i] = 0;
-}
 
 namespace {
 
@@ -34,6 +27,19 @@ int TextLength(const wchar_t* text, int count) {
 
 void WipeChars(wchar_t* data, int count) {
     if (data && count > 0) SecureWipe(data, static_cast<size_t>(count) * sizeof(wchar_t));
+}
+
+// Buffers hold capacity characters and a terminator.
+size_t BufferBytes(int capacity) {
+    return (static_cast<size_t>(capacity) + 1) * sizeof(wchar_t);
+}
+
+wchar_t* NewBuffer(int capacity) {
+    return static_cast<wchar_t*>(SecureAlloc(BufferBytes(capacity)));
+}
+
+void FreeBuffer(wchar_t* data, int capacity) {
+    SecureFree(data, BufferBytes(capacity));
 }
 
 bool IsTrimmed(wchar_t ch) {
@@ -61,8 +67,7 @@ CSecStr::CSecStr(CSecStr&& other) noexcept
 }
 
 CSecStr::~CSecStr() {
-    WipeChars(m_data, m_capacity + 1);
-    delete[] m_data;
+    FreeBuffer(m_data, m_capacity);
 }
 
 CSecStr& CSecStr::operator=(const CSecStr& other) {
@@ -72,8 +77,7 @@ CSecStr& CSecStr::operator=(const CSecStr& other) {
 
 CSecStr& CSecStr::operator=(CSecStr&& other) noexcept {
     if (this != &other) {
-        WipeChars(m_data, m_capacity + 1);
-        delete[] m_data;
+        FreeBuffer(m_data, m_capacity);
         m_data = other.m_data;
         m_length = other.m_length;
         m_capacity = other.m_capacity;
@@ -93,12 +97,9 @@ void CSecStr::Reserve(int capacity) {
     if (capacity > kMaxLength) throw std::bad_alloc();
     // Geometric growth keeps the number of abandoned (wiped) buffers small while typing.
     int newCapacity = ClampInt(2LL * m_capacity, capacity, kMaxLength);
-    wchar_t* data = new wchar_t[static_cast<size_t>(newCapacity) + 1]();
-    if (m_data) wmemcpy(data, m_data, static_cast<size_t>(m_length));
-    data[m_length] = 0;
-    WipeChars(m_data, m_capacity + 1);
-    delete[] m_data;
-    m_data = data;
+    wchar_t* grown = NewBuffer(newCapacity);
+    if (m_data) wmemcpy(grown, m_data, static_cast<size_t>(m_length));
+    FreeBuffer(std::exchange(m_data, grown), m_capacity);
     m_capacity = newCapacity;
 }
 
@@ -240,9 +241,9 @@ void CSecStr::Format(const wchar_t* format, ...) {
         Empty();
         return;
     }
-    // Formatted text may contain a secret, so the scratch buffers are wiped like our own.
+    // Formatted text may contain a secret, so the scratch buffers are secure blocks like our own.
     for (int capacity = 256; capacity <= (1 << 20); capacity *= 2) {
-        wchar_t* scratch = new wchar_t[static_cast<size_t>(capacity)]();
+        wchar_t* scratch = NewBuffer(capacity);
         va_list args;
         va_start(args, format);
 #ifdef _WIN32
@@ -256,8 +257,7 @@ void CSecStr::Format(const wchar_t* format, ...) {
             Empty();
             Append(scratch, written);
         }
-        WipeChars(scratch, capacity);
-        delete[] scratch;
+        FreeBuffer(scratch, capacity);
         if (fits) return;
     }
     Empty(); // a format that cannot be rendered (bad conversion) leaves nothing half-written

@@ -1,11 +1,11 @@
 // CSecStr: the secure wide string that holds every PIN, unlock code and challenge.
-// Every buffer it lets go (on growth, assignment, Empty and destruction) is overwritten with
-// zeros first. Portable: no Windows headers, built and tested natively too.
+// Its buffers are secure blocks (services/secure_memory.h): every buffer it lets go (on growth,
+// assignment and destruction) is overwritten with zeros first, and so is the text on Empty.
+// Portable: no Windows headers, built and tested natively too.
 #pragma once
 #include <cstddef>
 
-// Overwrites bytes in a way the optimiser may not drop.
-void SecureWipe(void* data, size_t bytes);
+#include "services/secure_memory.h"
 
 class CSecStr {
 public:

@@ -120,3 +120,29 @@ TEST(RuleBoxLayout, ConfirmationRowIsPlacedEvenWhenMarkedHidden) {
     EXPECT_EQ(layout.rows[kConfirmation].textY, 21);
     EXPECT_EQ(layout.shrinkBy, 40 - 15 - 12 - 13);
 }
+
+// Fields that disagree, so that a rule reading the wrong one gives the other answer.
+TEST(PinRules, EachRuleReadsItsOwnField) {
+    const RuleSet rules = MakeRuleSet(1, 0, 1, 4, 6);
+    struct Case {
+        const wchar_t *current, *candidate, *newPin, *confirm;
+        pinrules::Row row;
+        bool met;
+    } cases[] = {
+        {L"2468", L"2468", L"1397", L"1397", kSamePin, true},
+        {L"2468", L"1397", L"2468", L"2468", kSamePin, false},
+        {L"", L"1397", L"25", L"25", kMinLength, true},
+        {L"", L"139752", L"2580741", L"2580741", kMaxLength, true},
+        {L"", L"2580741", L"1397", L"1397", kMaxLength, false},
+        {L"", L"1397", L"1234", L"1234", kWeakPin, true},
+        {L"", L"1234", L"1397", L"1397", kWeakPin, false},
+        {L"", L"1397", L"13a7", L"13a7", kAlphabetic, true},
+        {L"", L"1397", L"1397", L"1398", kConfirmation, false},
+        {L"", L"1398", L"1397", L"1397", kConfirmation, true},
+    };
+    for (const Case& c : cases)
+        EXPECT_EQ(Evaluate(rules, c.current, c.candidate, c.newPin, c.confirm).rows[c.row].met, c.met)
+            << "row " << c.row << " with candidate " << testing::PrintToString(std::wstring(c.candidate));
+    // Only the low byte of each character steps: 0x31, 0x132, 0x33 is 1, 2, 3.
+    EXPECT_TRUE(IsPinWeak(L"1\u01323"));
+}
