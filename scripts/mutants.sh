@@ -34,8 +34,8 @@ native | src/dialogs/pinchange/pin_rules.cpp | pin[i] < L'0' || pin[i] > L'9' | 
 native | src/dialogs/pinchange/pin_rules.cpp | rules.weakRule = allowWeak == 0; | rules.weakRule = allowWeak != 0;
 native | src/dialogs/pinchange/pin_rules.cpp | rules.alphaRule = preventAlpha != 0; | rules.alphaRule = preventAlpha == 0;
 native | src/dialogs/pinchange/pin_rules.cpp | rules.samePinRule = preventSame != 0; | rules.samePinRule = preventSame == 0;
-native | src/dialogs/pinchange/pin_rules.cpp | out.rows[row].met = active && met; | out.rows[row].met = met;
-native | src/dialogs/pinchange/pin_rules.cpp | if (active && !met) out.allMet = false; | if (!met) out.allMet = false;
+native | src/dialogs/pinchange/pin_rules.cpp | out.rows[row] = {shown, shown && met[row]}; | out.rows[row] = {shown, met[row]};
+native | src/dialogs/pinchange/pin_rules.cpp | if (shown && !met[row]) out.allMet = false; | if (!met[row]) out.allMet = false;
 native | src/dialogs/pinchange/pin_rules.cpp | length >= rules.minLength | length > rules.minLength
 native | src/dialogs/pinchange/pin_rules.cpp | length <= rules.maxLength | length < rules.maxLength
 native | src/dialogs/pinchange/pin_rules.cpp | newPin.Compare(current) != 0 | candidate.Compare(current) != 0
@@ -43,22 +43,22 @@ native | src/dialogs/pinchange/pin_rules.cpp | !IsPinWeak(candidate) | !IsPinWea
 native | src/dialogs/pinchange/pin_rules.cpp | !IsAlphaPinWeak(candidate) | !IsAlphaPinWeak(newPin)
 native | src/dialogs/pinchange/pin_rules.cpp | newPin.Compare(confirm) == 0 | candidate.Compare(confirm) == 0
 native | src/dialogs/pinchange/pin_rules.cpp | return rulesMet && !(requireCurrentPin && currentEmpty); | return rulesMet;
-native | src/card/card_result.cpp | {3006, CV_OBJ_API_PIN_BLOCKED} | {3006, CV_OBJ_API_WRONG_CODE}
-native | src/card/card_result.cpp | {3008, CV_OBJ_API_WRONG_CODE} | {3008, CV_OBJ_API_FAILED}
-native | src/card/card_result.cpp | {3007, CV_OBJ_API_ACCESS_DENIED} | {3007, CV_OBJ_API_FAILED}
-native | src/card/card_result.cpp | {3004, CV_OBJ_API_CANCELLED} | {3004, CV_OBJ_API_FAILED}
-native | src/card/card_result.cpp | {3002, CV_OBJ_API_NO_CARD} | {3002, CV_OBJ_API_FAILED}
+native | src/card/card_result.cpp | {SMMW_E_PIN_BLOCKED, CV_OBJ_API_PIN_BLOCKED} | {SMMW_E_PIN_BLOCKED, CV_OBJ_API_WRONG_CODE}
+native | src/card/card_result.cpp | {SMMW_E_WRONG_CODE, CV_OBJ_API_WRONG_CODE} | {SMMW_E_WRONG_CODE, CV_OBJ_API_FAILED}
+native | src/card/card_result.cpp | {SMMW_E_ACCESS_DENIED, CV_OBJ_API_ACCESS_DENIED} | {SMMW_E_ACCESS_DENIED, CV_OBJ_API_FAILED}
+native | src/card/card_result.cpp | {SMMW_E_CANCELLED, CV_OBJ_API_CANCELLED} | {SMMW_E_CANCELLED, CV_OBJ_API_FAILED}
+native | src/card/card_result.cpp | {SMMW_E_NO_CARD, CV_OBJ_API_NO_CARD} | {SMMW_E_NO_CARD, CV_OBJ_API_FAILED}
 native | src/card/card_result.cpp | if (row.moduleCode == moduleCode) return row.layerCode; | if (row.moduleCode == moduleCode) return CV_OBJ_API_FAILED;
 native | src/card/card_result.cpp | uint32_t code = MapModuleCode(e->GetCode()); | uint32_t code = CV_OBJ_API_FAILED;
 native | src/card/card_result.cpp | return CV_OBJ_API_NO_MEMORY; | return CV_OBJ_API_FAILED;
+native | sim/profile.cpp | if (++depth > kMaxNesting) { | if (++depth > kMaxNesting * 100000) {
+bad_input_test | src/framework/dialog_win.cpp | m_hWndParent = MayOwn(caller) ? caller : nullptr; | m_hWndParent = caller;
 memscan_test | src/services/secure_memory_win.cpp | SecureWipe(block, bytes); | (void)bytes;
 memscan_test | src/api/pin_prompt_api_win.cpp | SecureWipe(buffer, size); | (void)size;
 memscan_test | src/api/change_pin_api_win.cpp | SecureWipe(currentPin, sizeof(wchar_t) * currentPinSize); | (void)currentPinSize;
 framework_unit_test=SecureEdit* | src/framework/secure_edit_win.cpp | const int length = m_text.GetLength();\n    m_text.Empty(); | const int length = m_text.GetLength();
-pin_prompt_test=PinPrompt.* | src/api/pin_prompt_api_win.cpp | gate.Leave();\n        return gate.Return(CVPIN_FAILED); | return gate.Return(CVPIN_FAILED);
-pin_prompt_test=PinPrompt.* | src/api/pin_prompt_api_win.cpp | if (!allocationFailed) gate.Leave(); | (void)allocationFailed;
-keypad_prompt_test | src/api/keypad_api_win.cpp | gate.Leave();\n    return gate.Return(CVPIN_FAILED); | return gate.Return(CVPIN_FAILED);
-keypad_prompt_test | src/api/keypad_api_win.cpp | gate.Leave();\n        if (answer == IDOK) { | if (answer == IDOK) {
+prompt_gate_unit_test | src/api/prompt_gate_win.h | if (m_holding) m_busy.store(false); | (void)m_holding;
+pin_prompt_test=PinPrompt.* | src/api/prompt_gate_win.cpp | m_holding = true; | (void)0;
 EOF
 )
 
