@@ -52,28 +52,28 @@ void InitCommonControlsFor(DWORD classes) {
 
 }  // namespace
 
-CCapsLockSensitiveEdit::CCapsLockSensitiveEdit() : m_ownBalloon(IsWindows2000() || IsWine()) {
+CCapsLockSensitiveEdit::Impl::Impl() : m_ownBalloon(IsWindows2000() || IsWine()) {
     InitCommonControlsFor(ICC_BAR_CLASSES);
     LoadText(m_title, IDS_CAPS_TITLE, kDefaultTitle);
     LoadText(m_pinMessage, IDS_CAPS_PIN_MESSAGE, kDefaultPinMessage);
     LoadText(m_passwordMessage, IDS_CAPS_PASSWORD_MESSAGE, kDefaultPasswordMessage);
 }
 
-CCapsLockSensitiveEdit::~CCapsLockSensitiveEdit() {
+CCapsLockSensitiveEdit::Impl::~Impl() {
     if (m_tooltip) DestroyWindow(m_tooltip);
 }
 
-void CCapsLockSensitiveEdit::OnDetached() {
+void CCapsLockSensitiveEdit::Impl::OnDetached() {
     if (m_tooltip) DestroyWindow(m_tooltip);
     m_tooltip = nullptr;
     fw::SecureEdit::OnDetached();
 }
 
-void CCapsLockSensitiveEdit::ResetToolTip() {
+void CCapsLockSensitiveEdit::Impl::ResetToolTip() {
     if (m_tooltip) SendMessageW(m_tooltip, TTM_ACTIVATE, FALSE, 0);
 }
 
-void CCapsLockSensitiveEdit::CreateBalloon() {
+void CCapsLockSensitiveEdit::Impl::CreateBalloon() {
     InitCommonControlsFor(ICC_WIN95_CLASSES);
     m_tooltip = CreateWindowExW(WS_EX_TOPMOST, TOOLTIPS_CLASSW, nullptr, WS_POPUP | TTS_NOPREFIX | TTS_BALLOON,
                                 CW_USEDEFAULT, CW_USEDEFAULT, CW_USEDEFAULT, CW_USEDEFAULT, m_hWnd, nullptr,
@@ -94,9 +94,9 @@ void CCapsLockSensitiveEdit::CreateBalloon() {
 
 // The balloon must believe the mouse is over the edit, wherever the mouse really is, or it
 // would hide itself at the first real mouse move.
-LRESULT CALLBACK CCapsLockSensitiveEdit::BalloonProc(HWND hwnd, UINT message, WPARAM wParam, LPARAM lParam,
-                                                      UINT_PTR, DWORD_PTR ref) {
-    auto* self = reinterpret_cast<CCapsLockSensitiveEdit*>(ref);
+LRESULT CALLBACK CCapsLockSensitiveEdit::Impl::BalloonProc(HWND hwnd, UINT message, WPARAM wParam, LPARAM lParam,
+                                                           UINT_PTR, DWORD_PTR ref) {
+    auto* self = reinterpret_cast<CCapsLockSensitiveEdit::Impl*>(ref);
     if (message == WM_MOUSEMOVE) return 0;
     if (message == TTM_WINDOWFROMPOINT && lParam && self->m_hWnd) {
         RECT r;
@@ -109,7 +109,7 @@ LRESULT CALLBACK CCapsLockSensitiveEdit::BalloonProc(HWND hwnd, UINT message, WP
     return DefSubclassProc(hwnd, message, wParam, lParam);
 }
 
-void CCapsLockSensitiveEdit::CheckCapsLockMessage() {
+void CCapsLockSensitiveEdit::Impl::CheckCapsLockMessage() {
     if (!m_ownBalloon) return;
     // Positive: toggled on and not held down; the warning waits for the key's release.
     if (m_hasFocus && GetKeyState(VK_CAPITAL) > 0) {
@@ -123,7 +123,7 @@ void CCapsLockSensitiveEdit::CheckCapsLockMessage() {
     }
 }
 
-bool CCapsLockSensitiveEdit::OnNotify(NMHDR* header, LRESULT& result) {
+bool CCapsLockSensitiveEdit::Impl::OnNotify(NMHDR* header, LRESULT& result) {
     if (header->code == TTN_SHOW) {
         if (m_ownBalloon) {
             if (!m_tooltip || header->hwndFrom != m_tooltip) return false;
@@ -162,7 +162,7 @@ bool CCapsLockSensitiveEdit::OnNotify(NMHDR* header, LRESULT& result) {
     return false;
 }
 
-LRESULT CCapsLockSensitiveEdit::WndProc(UINT message, WPARAM wParam, LPARAM lParam) {
+LRESULT CCapsLockSensitiveEdit::Impl::WndProc(UINT message, WPARAM wParam, LPARAM lParam) {
     switch (message) {
     case WM_SETFOCUS: {
         LRESULT r = fw::SecureEdit::WndProc(message, wParam, lParam);

@@ -39,9 +39,9 @@ RECT ChildRect(HWND parent, HWND child) {
 
 }  // namespace
 
-CVPoliciesDlg::CVPoliciesDlg(const PwdRuleArgs* rules, int mode, const RECT* position, HWND parent, int topMargin,
-                             int leftShift, int rowSpacing)
-    : CBaseDialog(IDD_PIN_RULES, mode, position, parent),
+CVPoliciesDlg::Impl::Impl(const PwdRuleArgs* rules, int mode, const RECT* position, HWND parent, int topMargin,
+                          int leftShift, int rowSpacing)
+    : CBaseDialog::Impl(IDD_PIN_RULES, mode, position, parent),
       nTopMargin(topMargin),
       nLeftShift(leftShift),
       nRowSpacing(rowSpacing) {
@@ -53,16 +53,16 @@ CVPoliciesDlg::CVPoliciesDlg(const PwdRuleArgs* rules, int mode, const RECT* pos
     m_unmetIcon = LoadRuleIcon(IDI_RULE_UNMET);
 }
 
-CVPoliciesDlg::~CVPoliciesDlg() { GUILOG(CVLOG_ENTRY, L"CVPoliciesDlg::~CVPoliciesDlg"); }
+CVPoliciesDlg::Impl::~Impl() { GUILOG(CVLOG_ENTRY, L"CVPoliciesDlg::~CVPoliciesDlg"); }
 
-int CVPoliciesDlg::LocCreate(HWND parent) {
+int CVPoliciesDlg::Impl::LocCreate(HWND parent) {
     LogScope log(L"CVPoliciesDlg::LocCreate");
     return CreateChild(parent) ? 1 : 0;
 }
 
-BOOL CVPoliciesDlg::OnInitDialog() {
+BOOL CVPoliciesDlg::Impl::OnInitDialog() {
     LogScope log(L"CVPoliciesDlg::OnInitDialog");
-    BOOL result = CBaseDialog::OnInitDialog();
+    BOOL result = CBaseDialog::Impl::OnInitDialog();
     for (int i = 0; i < pinrules::kStackCount; ++i) {
         m_rowText[i] = Item(kStack[i].text);
         m_rowIcon[i] = Item(kStack[i].icon);
@@ -73,7 +73,7 @@ BOOL CVPoliciesDlg::OnInitDialog() {
     return result;
 }
 
-bool CVPoliciesDlg::VerifyAndUpdatePolicies(CSecStr current, CSecStr candidate, CSecStr newPin, CSecStr confirm) {
+bool CVPoliciesDlg::Impl::VerifyAndUpdatePolicies(CSecStr current, CSecStr candidate, CSecStr newPin, CSecStr confirm) {
     LogScope log(L"CVPoliciesDlg::VerifyAndUpdatePolicies");
     using namespace pinrules;
     const Outcome out = Evaluate(m_rules, current, candidate, newPin, confirm);
@@ -94,31 +94,31 @@ bool CVPoliciesDlg::VerifyAndUpdatePolicies(CSecStr current, CSecStr candidate, 
     return out.allMet;
 }
 
-void CVPoliciesDlg::SetMinPINLen(int length, bool visible, bool met) {
+void CVPoliciesDlg::Impl::SetMinPINLen(int length, bool visible, bool met) {
     SetRow(IDC_RULE_MIN_TEXT, IDC_RULE_MIN_ICON, LengthText(IDS_RULE_MIN_LENGTH, length), visible, met);
 }
 
-void CVPoliciesDlg::SetMaxPINLen(int length, bool visible, bool met) {
+void CVPoliciesDlg::Impl::SetMaxPINLen(int length, bool visible, bool met) {
     SetRow(IDC_RULE_MAX_TEXT, IDC_RULE_MAX_ICON, LengthText(IDS_RULE_MAX_LENGTH, length), visible, met);
 }
 
-void CVPoliciesDlg::SetWeakPIN(bool visible, bool met) {
+void CVPoliciesDlg::Impl::SetWeakPIN(bool visible, bool met) {
     SetRow(IDC_RULE_WEAK_TEXT, IDC_RULE_WEAK_ICON, fw::LoadResString(IDS_RULE_WEAK), visible, met);
 }
 
-void CVPoliciesDlg::SetPreventSamePIN(bool visible, bool met) {
+void CVPoliciesDlg::Impl::SetPreventSamePIN(bool visible, bool met) {
     SetRow(IDC_RULE_SAME_TEXT, IDC_RULE_SAME_ICON, fw::LoadResString(IDS_RULE_SAME), visible, met);
 }
 
-void CVPoliciesDlg::SetAlphaPIN(bool visible, bool met) {
+void CVPoliciesDlg::Impl::SetAlphaPIN(bool visible, bool met) {
     SetRow(IDC_RULE_ALPHA_TEXT, IDC_RULE_ALPHA_ICON, fw::LoadResString(IDS_RULE_ALPHA), visible, met);
 }
 
-void CVPoliciesDlg::SetConfirmPIN(bool met) {
+void CVPoliciesDlg::Impl::SetConfirmPIN(bool met) {
     SetRow(IDC_RULE_CONFIRM_TEXT, IDC_RULE_CONFIRM_ICON, fw::LoadResString(IDS_RULE_CONFIRM), true, met);
 }
 
-HWND CVPoliciesDlg::RowControl(int id) const {
+HWND CVPoliciesDlg::Impl::RowControl(int id) const {
     // Looked up once: finding a child by id is a round trip to the window system, and this runs
     // on every keystroke.
     for (int i = 0; i < pinrules::kStackCount; ++i) {
@@ -128,7 +128,7 @@ HWND CVPoliciesDlg::RowControl(int id) const {
     return nullptr;
 }
 
-void CVPoliciesDlg::SetRow(int textId, int iconId, const std::wstring& text, bool visible, bool met) {
+void CVPoliciesDlg::Impl::SetRow(int textId, int iconId, const std::wstring& text, bool visible, bool met) {
     HWND textControl = RowControl(textId);
     if (textControl) {
         // Runs on every keystroke: a static repaints whenever its text is set, so only a
@@ -146,7 +146,7 @@ void CVPoliciesDlg::SetRow(int textId, int iconId, const std::wstring& text, boo
     if (visible) SetPolicyIcon(iconControl, met ? m_metIcon : m_unmetIcon);
 }
 
-void CVPoliciesDlg::SetPolicyIcon(HWND iconControl, HICON icon) {
+void CVPoliciesDlg::Impl::SetPolicyIcon(HWND iconControl, HICON icon) {
     if (!iconControl) return;
     HICON current = reinterpret_cast<HICON>(SendMessageW(iconControl, STM_GETICON, 0, 0));
     if (current == icon) return;
@@ -154,7 +154,7 @@ void CVPoliciesDlg::SetPolicyIcon(HWND iconControl, HICON icon) {
     if (m_hWnd) UpdateWindow(m_hWnd);
 }
 
-void CVPoliciesDlg::PutPoliciesInBox() {
+void CVPoliciesDlg::Impl::PutPoliciesInBox() {
     LogScope log(L"CVPoliciesDlg::PutPoliciesInBox");
     using namespace pinrules;
     HWND box = Item(IDC_RULE_BOX);
