@@ -12,9 +12,6 @@ set(ALLOWED_card      card services)
 set(ALLOWED_framework framework services)
 set(ALLOWED_services  services)
 
-# The export macro still lives in api/ until it moves to include/.
-set(EXCEPTIONS "api/export.h")
-
 file(GLOB_RECURSE sources RELATIVE "${SOURCE_DIR}/src" "${SOURCE_DIR}/src/*.h" "${SOURCE_DIR}/src/*.cpp")
 set(violations "")
 foreach(source IN LISTS sources)
@@ -26,7 +23,7 @@ foreach(source IN LISTS sources)
     foreach(line IN LISTS includes)
         string(REGEX REPLACE "^[ \t]*#[ \t]*include[ \t]*\"([^\"]+)\".*" "\\1" target "${line}")
         string(REGEX MATCH "^[^/]+" target_folder "${target}")
-        if(target IN_LIST EXCEPTIONS OR NOT DEFINED ALLOWED_${target_folder})
+        if(NOT DEFINED ALLOWED_${target_folder})
             continue()
         endif()
         if(NOT target_folder IN_LIST ALLOWED_${folder})

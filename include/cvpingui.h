@@ -128,7 +128,9 @@ int WINAPI ShowPINAlwaysPrompt(HWND hParent, const wchar_t* readerName);
 /* The About box; text is shown in it. Returns the dialog's result. */
 INT_PTR WINAPI ShowAbout(unsigned flags, const wchar_t* text);
 
-/* For MFC hosts: an extension-library record for this module (owned by the host). */
+/* For MFC hosts, once after loading: an extension-library record for this module (NULL when it
+ * cannot be made). The record stays the library's: the host uses it while the library is loaded
+ * and never frees or deletes it (it comes from the library's own C++ runtime). */
 void* WINAPI InitGUIDll(void);
 
 /* --- Host integration ------------------------------------------------------------------ */

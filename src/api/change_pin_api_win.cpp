@@ -47,7 +47,7 @@ struct CallerBuffers {
     }
 };
 
-unsigned FromEmbeddedForm(CChangePINDialog& form, const CallerBuffers& out) {
+unsigned FromEmbeddedForm(CChangePINDialog::Impl& form, const CallerBuffers& out) {
     GUILOG(CVLOG_INFO, L"GetChangePINInfoFromUser_s: PINs taken from the form embedded in the caller's window");
     if (!form.VerifyAndUpdateAllPolicies(form.m_strNewPin)) return kFailed;
     return out.Fill(form.m_strPin, form.m_strNewPin);
@@ -67,7 +67,7 @@ unsigned RunChangePin(int preventAlpha, int allowWeak, unsigned minLength, unsig
         const int answer = DisplayLastPINTry(readerName);
         if (answer != 0) return static_cast<unsigned>(answer);
     }
-    if (CChangePINDialog* form = FindEmbeddedChangePinForm(hParent)) return FromEmbeddedForm(*form, out);
+    if (CChangePINDialog::Impl* form = FindEmbeddedChangePinForm(hParent)) return FromEmbeddedForm(*form, out);
 
     PwdRuleArgs rules{preventAlpha, allowWeak, 0, minLength, maxLength, 0};
     rules.bPreventSamePIN = IsSettingOn(L"Corvana.ChangePINPolicies.PreventSamePINChange");

@@ -2,7 +2,7 @@
 #pragma once
 #include <cstdint>
 
-#include "api/export.h"
+#include "cvpingui_export.h"
 #include "card/cv_reader.h"
 #include "services/secstr.h"
 

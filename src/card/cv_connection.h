@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-#include "api/export.h"
+#include "cvpingui_export.h"
 #include "smmw.h"
 
 // A credential to create on the card: properties known at creation, then values written into

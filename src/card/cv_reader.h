@@ -6,7 +6,7 @@
 #include <memory>
 #include <string>
 
-#include "api/export.h"
+#include "cvpingui_export.h"
 #include "card/cv_connection.h"
 #include "smmw.h"
 

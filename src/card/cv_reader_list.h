@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <vector>
 
-#include "api/export.h"
+#include "cvpingui_export.h"
 #include "card/cv_reader.h"
 
 // A position in the list: 0 is past the end.

@@ -4,7 +4,7 @@
 #include <memory>
 #include <string>
 #include "cvpingui.h"
-#include "dialogs/pinchange/change_pin_dlg_win.h"
+#include "cvpingui_change_pin_dlg.h"
 #include "driver_win.h"
 #include "resource_ids.h"
 

@@ -1,7 +1,7 @@
 #include "dialogs/base/base_dialog_win.h"
 #include "services/log.h"
 
-CBaseDialog::CBaseDialog(UINT templateId, int colored, const RECT* position, HWND parent)
+CBaseDialog::Impl::Impl(UINT templateId, int colored, const RECT* position, HWND parent)
     : CSecureDialog(templateId, parent), m_colored(colored), m_background(CreateSolidBrush(GetSysColor(COLOR_WINDOW))) {
     if (position) {
         m_x = position->left;
@@ -9,9 +9,9 @@ CBaseDialog::CBaseDialog(UINT templateId, int colored, const RECT* position, HWN
     }
 }
 
-CBaseDialog::~CBaseDialog() = default;
+CBaseDialog::Impl::~Impl() = default;
 
-BOOL CBaseDialog::OnInitDialog() {
+BOOL CBaseDialog::Impl::OnInitDialog() {
     LogScope log(L"CBaseDialog::OnInitDialog");
     OnInitDialogSecure();
     // Always placed, so a dialog built without a position opens at 0,0 unless its class moves it.
@@ -19,7 +19,7 @@ BOOL CBaseDialog::OnInitDialog() {
     return TRUE;
 }
 
-bool CBaseDialog::OnMessage(UINT message, WPARAM wParam, LPARAM lParam, LRESULT& result) {
+bool CBaseDialog::Impl::OnMessage(UINT message, WPARAM wParam, LPARAM lParam, LRESULT& result) {
     switch (message) {
     case WM_CTLCOLORSTATIC:
     case WM_CTLCOLORDLG:
@@ -39,7 +39,7 @@ bool CBaseDialog::OnMessage(UINT message, WPARAM wParam, LPARAM lParam, LRESULT&
     return CSecureDialog::OnMessage(message, wParam, lParam, result);
 }
 
-void CBaseDialog::ResizeDlg(int controlId, int dx, int dy) {
+void CBaseDialog::Impl::ResizeDlg(int controlId, int dx, int dy) {
     LogScope log(L"CBaseDialog::ResizeDlg");
     HWND target = controlId == 0 ? m_hWnd : Item(controlId);
     if (!target) return;
@@ -50,7 +50,7 @@ void CBaseDialog::ResizeDlg(int controlId, int dx, int dy) {
     RedrawWindow(target, nullptr, nullptr, RDW_INVALIDATE | RDW_ERASE | RDW_ALLCHILDREN);
 }
 
-void CBaseDialog::HidePinFromMemory(CSecStr& s) {
+void CBaseDialog::Impl::HidePinFromMemory(CSecStr& s) {
     LogScope log(L"CBaseDialog::HidePinFromMemory");
     if (s.IsEmpty()) return;
     int length = s.GetLength();

@@ -1,15 +1,16 @@
-// CBaseDialog: the base of the policy and PIN-change dialogs: placement at a given corner,
-// optional window-coloured background, resizing, and wiping of PIN strings.
+// CBaseDialog::Impl: the base of the policy and PIN-change dialogs: placement at a given corner,
+// optional window-coloured background, resizing, and wiping of PIN strings. The exported
+// CBaseDialog is its handle.
 #pragma once
-#include "api/export.h"
+#include "cvpingui_base_dialog.h"
 #include "framework/gdi_win.h"
 #include "framework/secure_dialog_win.h"
 
-class CVPINGUI_CLASS CBaseDialog : public CSecureDialog {
+class CBaseDialog::Impl : public CSecureDialog {
 public:
     // position: when not null, its left/top is where the dialog opens (0,0 otherwise).
-    CBaseDialog(UINT templateId, int colored, const RECT* position, HWND parent);
-    ~CBaseDialog() override;
+    Impl(UINT templateId, int colored, const RECT* position, HWND parent);
+    ~Impl() override;
 
     // Shrinks control controlId (the dialog itself for 0) by dx, dy pixels; negative grows.
     void ResizeDlg(int controlId, int dx, int dy);

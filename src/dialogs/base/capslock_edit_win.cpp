@@ -36,7 +36,7 @@ void InitCommonControlsFor(DWORD classes) {
 
 // The balloon must believe the mouse is over the edit, wherever the mouse really is, or it
 // would hide itself at the first real mouse move.
-class CCapsLockSensitiveEdit::BalloonHook : public fw::Control {
+class CCapsLockSensitiveEdit::Impl::BalloonHook : public fw::Control {
 public:
     explicit BalloonHook(HWND edit) : m_edit(edit) {}
 
@@ -57,29 +57,29 @@ private:
     HWND m_edit;
 };
 
-CCapsLockSensitiveEdit::CCapsLockSensitiveEdit() {
+CCapsLockSensitiveEdit::Impl::Impl() {
     InitCommonControlsFor(ICC_BAR_CLASSES);
     LoadText(m_title, IDS_CAPS_TITLE, kDefaultTitle);
     LoadText(m_pinMessage, IDS_CAPS_PIN_MESSAGE, kDefaultPinMessage);
     LoadText(m_passwordMessage, IDS_CAPS_PASSWORD_MESSAGE, kDefaultPasswordMessage);
 }
 
-CCapsLockSensitiveEdit::~CCapsLockSensitiveEdit() {
+CCapsLockSensitiveEdit::Impl::~Impl() {
     if (m_tooltip) DestroyWindow(m_tooltip);
 }
 
-void CCapsLockSensitiveEdit::OnDetached() {
+void CCapsLockSensitiveEdit::Impl::OnDetached() {
     if (m_tooltip) DestroyWindow(m_tooltip);
     m_tooltip = nullptr;
     m_systemTip = nullptr;
     fw::SecureEdit::OnDetached();
 }
 
-void CCapsLockSensitiveEdit::ResetToolTip() {
+void CCapsLockSensitiveEdit::Impl::ResetToolTip() {
     if (m_tooltip) SendMessageW(m_tooltip, TTM_ACTIVATE, FALSE, 0);
 }
 
-void CCapsLockSensitiveEdit::CreateBalloon() {
+void CCapsLockSensitiveEdit::Impl::CreateBalloon() {
     InitCommonControlsFor(ICC_WIN95_CLASSES);
     m_tooltip = CreateWindowExW(WS_EX_TOPMOST, TOOLTIPS_CLASSW, nullptr, WS_POPUP | TTS_NOPREFIX | TTS_BALLOON,
                                 CW_USEDEFAULT, CW_USEDEFAULT, CW_USEDEFAULT, CW_USEDEFAULT, m_hWnd, nullptr,
@@ -99,7 +99,7 @@ void CCapsLockSensitiveEdit::CreateBalloon() {
     SendMessageW(m_tooltip, TTM_SETTITLEW, TTI_WARNING, reinterpret_cast<LPARAM>(m_title));
 }
 
-void CCapsLockSensitiveEdit::CheckCapsLockMessage() {
+void CCapsLockSensitiveEdit::Impl::CheckCapsLockMessage() {
     if (!m_ownBalloon) return;
     // Positive: toggled on and not held down; the warning waits for the key's release.
     if (m_hasFocus && GetKeyState(VK_CAPITAL) > 0) {
@@ -113,7 +113,7 @@ void CCapsLockSensitiveEdit::CheckCapsLockMessage() {
     }
 }
 
-bool CCapsLockSensitiveEdit::OnNotify(NMHDR* header, LRESULT& result) {
+bool CCapsLockSensitiveEdit::Impl::OnNotify(NMHDR* header, LRESULT& result) {
     if (header->code == TTN_SHOW) {
         if (m_tooltip && header->hwndFrom == m_tooltip) {
             RECT edit, tip;
@@ -140,7 +140,7 @@ bool CCapsLockSensitiveEdit::OnNotify(NMHDR* header, LRESULT& result) {
     return false;
 }
 
-void CCapsLockSensitiveEdit::TakeOverSystemBalloon(HWND balloon) {
+void CCapsLockSensitiveEdit::Impl::TakeOverSystemBalloon(HWND balloon) {
     if (m_ownBalloon) {
         m_ownBalloon = false;
         ResetToolTip();
@@ -161,7 +161,7 @@ void CCapsLockSensitiveEdit::TakeOverSystemBalloon(HWND balloon) {
     SendMessageW(balloon, TTM_SETTOOLINFOW, 0, reinterpret_cast<LPARAM>(&tool));
 }
 
-LRESULT CCapsLockSensitiveEdit::WndProc(UINT message, WPARAM wParam, LPARAM lParam) {
+LRESULT CCapsLockSensitiveEdit::Impl::WndProc(UINT message, WPARAM wParam, LPARAM lParam) {
     switch (message) {
     case WM_SETFOCUS: {
         LRESULT r = fw::SecureEdit::WndProc(message, wParam, lParam);

@@ -1,16 +1,17 @@
-// CCapsLockSensitiveEdit: the PIN edit box. It keeps the PIN out of the platform edit (see
-// fw::SecureEdit) and warns with a balloon while Caps Lock is on. Once the system edit is seen
-// showing its own caps-lock balloon, only that balloon's text is replaced by ours; until then
-// (and where it has none) the edit draws its own.
+// CCapsLockSensitiveEdit::Impl: the PIN edit box (the exported CCapsLockSensitiveEdit is its
+// handle). It keeps the PIN out of the platform edit (see fw::SecureEdit) and warns with a
+// balloon while Caps Lock is on. Once the system edit is seen showing its own caps-lock balloon,
+// only that balloon's text is replaced by ours; until then (and where it has none) the edit draws
+// its own.
 #pragma once
 #include <memory>
-#include "api/export.h"
+#include "cvpingui_capslock_edit.h"
 #include "framework/secure_edit_win.h"
 
-class CVPINGUI_CLASS CCapsLockSensitiveEdit : public fw::SecureEdit {
+class CCapsLockSensitiveEdit::Impl : public fw::SecureEdit {
 public:
-    CCapsLockSensitiveEdit();
-    ~CCapsLockSensitiveEdit() override;
+    Impl();
+    ~Impl() override;
 
     // true: wording about a PIN (the default); false: about a password.
     void SetMode(bool pinMode) { m_pinMode = pinMode; }

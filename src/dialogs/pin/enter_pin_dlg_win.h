@@ -30,7 +30,7 @@ private:
     unsigned m_minPinLength;
     unsigned m_maxPinLength;
     CSecStr m_pinValue;
-    CCapsLockSensitiveEdit m_pinEdit;
+    CCapsLockSensitiveEdit::Impl m_pinEdit;
     TimerCallback m_callback;
     void* m_callbackContext;
     unsigned m_periodMs;

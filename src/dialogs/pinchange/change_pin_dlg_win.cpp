@@ -7,26 +7,25 @@
 namespace {
 // Every live form of the process, oldest first. Touched only by user-interface threads, one at
 // a time, like the forms themselves.
-std::list<CChangePINDialog*>& LiveForms() {
-    static std::list<CChangePINDialog*> forms;
+std::list<CChangePINDialog::Impl*>& LiveForms() {
+    static std::list<CChangePINDialog::Impl*> forms;
     return forms;
 }
 }  // namespace
 
-CChangePINDialog* FindEmbeddedChangePinForm(HWND parent) {
-    CChangePINDialog* found = nullptr;
-    for (CChangePINDialog* form : LiveForms()) {
+CChangePINDialog::Impl* FindEmbeddedChangePinForm(HWND parent) {
+    CChangePINDialog::Impl* found = nullptr;
+    for (CChangePINDialog::Impl* form : LiveForms()) {
         HWND hwnd = form->GetSafeHwnd();
         if (hwnd && GetParent(hwnd) == parent) found = form;
     }
     return found;
 }
 
-CChangePINDialog::CChangePINDialog(int, int mode, bool requireCurrentPin, const RECT* position,
-                                   const PwdRuleArgs* rules, HWND okButton, HWND parent, int topMargin,
-                                   int leftShift, int rowSpacing, TimerCallback callback, void* context,
-                                   int periodMs)
-    : CBaseDialog(IDD_CHANGE_PIN_FORM, mode, position, parent),
+CChangePINDialog::Impl::Impl(int, int mode, bool requireCurrentPin, const RECT* position, const PwdRuleArgs* rules,
+                             HWND okButton, HWND parent, int topMargin, int leftShift, int rowSpacing,
+                             TimerCallback callback, void* context, int periodMs)
+    : CBaseDialog::Impl(IDD_CHANGE_PIN_FORM, mode, position, parent),
       m_okButton(okButton),
       m_bPreventSmallPINEntry(IsSettingOn(L"Corvana.PINPolicies.PreventSmallPINEntry")),
       nTopMargin(topMargin),
@@ -44,7 +43,7 @@ CChangePINDialog::CChangePINDialog(int, int mode, bool requireCurrentPin, const 
     LiveForms().push_back(this);
 }
 
-CChangePINDialog::~CChangePINDialog() {
+CChangePINDialog::Impl::~Impl() {
     GUILOG(CVLOG_ENTRY, L"CChangePINDialog::~CChangePINDialog");
     // An embedding window may delete the form while it is still shown.
     DestroyUnhooked();
@@ -59,20 +58,20 @@ CChangePINDialog::~CChangePINDialog() {
     EraseAllPinBuffers();
 }
 
-int CChangePINDialog::LocCreate(HWND parent) {
+int CChangePINDialog::Impl::LocCreate(HWND parent) {
     LogScope log(L"CChangePINDialog::LocCreate");
     return CreateChild(parent) ? 1 : 0;
 }
 
-void CChangePINDialog::DoDataExchange(fw::DataExchange& dx) {
+void CChangePINDialog::Impl::DoDataExchange(fw::DataExchange& dx) {
     BindControl(dx, IDC_CURRENT_PIN_EDIT, m_currentEdit);
     BindControl(dx, IDC_NEW_PIN_EDIT, m_newEdit);
     BindControl(dx, IDC_CONFIRM_PIN_EDIT, m_confirmEdit);
 }
 
-BOOL CChangePINDialog::OnInitDialog() {
+BOOL CChangePINDialog::Impl::OnInitDialog() {
     LogScope log(L"CChangePINDialog::OnInitDialog");
-    CBaseDialog::OnInitDialog();
+    CBaseDialog::Impl::OnInitDialog();
     const struct {
         int control;
         UINT text;
@@ -96,8 +95,8 @@ BOOL CChangePINDialog::OnInitDialog() {
         GetWindowRect(place, &placeholder);
         MapWindowPoints(nullptr, m_hWnd, reinterpret_cast<POINT*>(&placeholder), 2);
     }
-    m_pPoliciesDlg = std::make_unique<CVPoliciesDlg>(m_hasRules ? &m_rules : nullptr, m_colored, &placeholder, m_hWnd,
-                                                     nTopMargin, nLeftShift, nRowSpacing);
+    m_pPoliciesDlg = std::make_unique<CVPoliciesDlg::Impl>(m_hasRules ? &m_rules : nullptr, m_colored, &placeholder,
+                                                           m_hWnd, nTopMargin, nLeftShift, nRowSpacing);
     if (m_pPoliciesDlg->LocCreate(m_hWnd)) {
         ShowWindow(m_pPoliciesDlg->GetSafeHwnd(), SW_SHOW);
         UpdateWindow(m_pPoliciesDlg->GetSafeHwnd());
@@ -115,7 +114,7 @@ BOOL CChangePINDialog::OnInitDialog() {
     return FALSE;  // the focus is set
 }
 
-bool CChangePINDialog::OnCommand(WORD id, WORD code, HWND control) {
+bool CChangePINDialog::Impl::OnCommand(WORD id, WORD code, HWND control) {
     // The fields empty themselves as they are destroyed; the PINs read after the window is gone
     // are the ones the user typed.
     if (m_destroying && (code == EN_CHANGE || code == EN_SETFOCUS)) return true;
@@ -127,25 +126,25 @@ bool CChangePINDialog::OnCommand(WORD id, WORD code, HWND control) {
         case IDC_CONFIRM_PIN_EDIT: OnEnChangeEditPinConfirm(); return true;
         }
     }
-    return CBaseDialog::OnCommand(id, code, control);
+    return CBaseDialog::Impl::OnCommand(id, code, control);
 }
 
-void CChangePINDialog::OnEnChangeEditPin() {
+void CChangePINDialog::Impl::OnEnChangeEditPin() {
     m_strPin = m_currentEdit.Text();
     OnEnChangeEditPinNew();
 }
 
-void CChangePINDialog::OnEnChangeEditPinConfirm() {
+void CChangePINDialog::Impl::OnEnChangeEditPinConfirm() {
     m_strConfirmPin = m_confirmEdit.Text();
     OnEnChangeEditPinNew();
 }
 
-void CChangePINDialog::OnEnChangeEditPinNew() {
+void CChangePINDialog::Impl::OnEnChangeEditPinNew() {
     m_strNewPin = m_newEdit.Text();
     VerifyAndUpdateAllPolicies(m_strNewPin);
 }
 
-bool CChangePINDialog::VerifyAndUpdateAllPolicies(CSecStr newPin) {
+bool CChangePINDialog::Impl::VerifyAndUpdateAllPolicies(CSecStr newPin) {
     LogScope log(L"CChangePINDialog::VerifyAndUpdateAllPolicies");
     CSecStr current = m_currentEdit.Text();
     CSecStr typedNew = m_newEdit.Text();
@@ -161,29 +160,29 @@ bool CChangePINDialog::VerifyAndUpdateAllPolicies(CSecStr newPin) {
     return rulesMet;
 }
 
-void CChangePINDialog::EraseAllPinBuffers() {
+void CChangePINDialog::Impl::EraseAllPinBuffers() {
     m_strPin.Empty();
     m_strNewPin.Empty();
     m_strConfirmPin.Empty();
 }
 
-void CChangePINDialog::ResetToolTip() {
-    for (CCapsLockSensitiveEdit* edit : {&m_currentEdit, &m_newEdit, &m_confirmEdit}) edit->ResetToolTip();
+void CChangePINDialog::Impl::ResetToolTip() {
+    for (CCapsLockSensitiveEdit::Impl* edit : {&m_currentEdit, &m_newEdit, &m_confirmEdit}) edit->ResetToolTip();
 }
 
-void CChangePINDialog::OnTimer(UINT_PTR) {
+void CChangePINDialog::Impl::OnTimer(UINT_PTR) {
     if (m_callback) m_callback(m_callbackContext);
 }
 
-void CChangePINDialog::OnMove(int, int) { ResetToolTip(); }
+void CChangePINDialog::Impl::OnMove(int, int) { ResetToolTip(); }
 
-void CChangePINDialog::OnDestroy() {
+void CChangePINDialog::Impl::OnDestroy() {
     LogScope log(L"CChangePINDialog::OnDestroy");
     m_destroying = true;
     DestroyPolicies();
 }
 
-void CChangePINDialog::DestroyPolicies() {
+void CChangePINDialog::Impl::DestroyPolicies() {
     if (!m_pPoliciesDlg) return;
     if (HWND list = m_pPoliciesDlg->GetSafeHwnd()) DestroyWindow(list);
     m_pPoliciesDlg.reset();

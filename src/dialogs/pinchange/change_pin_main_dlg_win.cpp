@@ -47,9 +47,9 @@ BOOL CChangePINDialogMain::OnInitDialog() {
         GetWindowRect(place, &placeholder);
         MapWindowPoints(nullptr, m_hWnd, reinterpret_cast<POINT*>(&placeholder), 2);
     }
-    m_pChangePINDlg = std::make_unique<CChangePINDialog>(0, 0, bRequireCurrentPIN, &placeholder, &m_rules, m_okButton,
-                                                         m_hWnd, kTopMargin, kLeftShift, kRowSpacing, m_callback,
-                                                         m_callbackContext, m_periodMs);
+    m_pChangePINDlg = std::make_unique<CChangePINDialog::Impl>(0, 0, bRequireCurrentPIN, &placeholder, &m_rules,
+                                                               m_okButton, m_hWnd, kTopMargin, kLeftShift, kRowSpacing,
+                                                               m_callback, m_callbackContext, m_periodMs);
     if (m_pChangePINDlg->LocCreate(m_hWnd)) {
         HWND form = m_pChangePINDlg->GetSafeHwnd();
         ShowWindow(form, SW_SHOW);

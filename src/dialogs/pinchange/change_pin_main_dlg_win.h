@@ -30,7 +30,7 @@ private:
 
     std::unique_ptr<CVDelegateSubscriberWorkstationLocked> m_lockWatcher;
     PwdRuleArgs m_rules;
-    std::unique_ptr<CChangePINDialog> m_pChangePINDlg;
+    std::unique_ptr<CChangePINDialog::Impl> m_pChangePINDlg;
     HWND m_okButton = nullptr;
     bool bRequireCurrentPIN;
     TimerCallback m_callback;

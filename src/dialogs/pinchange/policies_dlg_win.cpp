@@ -37,9 +37,9 @@ RECT ChildRect(HWND parent, HWND child) {
 
 }  // namespace
 
-CVPoliciesDlg::CVPoliciesDlg(const PwdRuleArgs* rules, int mode, const RECT* position, HWND parent, int topMargin,
+CVPoliciesDlg::Impl::Impl(const PwdRuleArgs* rules, int mode, const RECT* position, HWND parent, int topMargin,
                              int leftShift, int rowSpacing)
-    : CBaseDialog(IDD_PIN_RULES, mode, position, parent),
+    : CBaseDialog::Impl(IDD_PIN_RULES, mode, position, parent),
       nTopMargin(topMargin),
       nLeftShift(leftShift),
       nRowSpacing(rowSpacing) {
@@ -51,16 +51,16 @@ CVPoliciesDlg::CVPoliciesDlg(const PwdRuleArgs* rules, int mode, const RECT* pos
     m_unmetIcon = fw::ResourceIcon(IDI_RULE_UNMET, 16, 16);
 }
 
-CVPoliciesDlg::~CVPoliciesDlg() { GUILOG(CVLOG_ENTRY, L"CVPoliciesDlg::~CVPoliciesDlg"); }
+CVPoliciesDlg::Impl::~Impl() { GUILOG(CVLOG_ENTRY, L"CVPoliciesDlg::~CVPoliciesDlg"); }
 
-int CVPoliciesDlg::LocCreate(HWND parent) {
+int CVPoliciesDlg::Impl::LocCreate(HWND parent) {
     LogScope log(L"CVPoliciesDlg::LocCreate");
     return CreateChild(parent) ? 1 : 0;
 }
 
-BOOL CVPoliciesDlg::OnInitDialog() {
+BOOL CVPoliciesDlg::Impl::OnInitDialog() {
     LogScope log(L"CVPoliciesDlg::OnInitDialog");
-    BOOL result = CBaseDialog::OnInitDialog();
+    BOOL result = CBaseDialog::Impl::OnInitDialog();
     // Looked up once: finding a child by id is a round trip to the window system, and the rows
     // are updated on every keystroke.
     for (int i = 0; i < pinrules::kRowCount; ++i) {
@@ -73,13 +73,13 @@ BOOL CVPoliciesDlg::OnInitDialog() {
     return result;
 }
 
-bool CVPoliciesDlg::VerifyAndUpdatePolicies(CSecStr current, CSecStr candidate, CSecStr newPin, CSecStr confirm) {
+bool CVPoliciesDlg::Impl::VerifyAndUpdatePolicies(CSecStr current, CSecStr candidate, CSecStr newPin, CSecStr confirm) {
     const bool met = VerifyAndUpdatePoliciesInPlace(current, candidate, newPin, confirm);
     for (CSecStr* s : {&current, &candidate, &newPin, &confirm}) HidePinFromMemory(*s);
     return met;
 }
 
-bool CVPoliciesDlg::VerifyAndUpdatePoliciesInPlace(const CSecStr& current, const CSecStr& candidate,
+bool CVPoliciesDlg::Impl::VerifyAndUpdatePoliciesInPlace(const CSecStr& current, const CSecStr& candidate,
                                                    const CSecStr& newPin, const CSecStr& confirm) {
     LogScope log(L"CVPoliciesDlg::VerifyAndUpdatePolicies");
     const pinrules::Outcome out = pinrules::Evaluate(m_rules, current, candidate, newPin, confirm);
@@ -91,7 +91,7 @@ bool CVPoliciesDlg::VerifyAndUpdatePoliciesInPlace(const CSecStr& current, const
     return out.allMet;
 }
 
-void CVPoliciesDlg::ShowRow(pinrules::Row row, pinrules::RowOutcome outcome) {
+void CVPoliciesDlg::Impl::ShowRow(pinrules::Row row, pinrules::RowOutcome outcome) {
     std::wstring text;
     if (row == pinrules::kMinLength || row == pinrules::kMaxLength) {
         const uint32_t limit = row == pinrules::kMinLength ? m_rules.minLength : m_rules.maxLength;
@@ -115,7 +115,7 @@ void CVPoliciesDlg::ShowRow(pinrules::Row row, pinrules::RowOutcome outcome) {
     if (outcome.visible) SetPolicyIcon(iconControl, outcome.met ? m_metIcon : m_unmetIcon);
 }
 
-void CVPoliciesDlg::SetPolicyIcon(HWND iconControl, HICON icon) {
+void CVPoliciesDlg::Impl::SetPolicyIcon(HWND iconControl, HICON icon) {
     if (!iconControl) return;
     HICON current = reinterpret_cast<HICON>(SendMessageW(iconControl, STM_GETICON, 0, 0));
     if (current == icon) return;
@@ -123,7 +123,7 @@ void CVPoliciesDlg::SetPolicyIcon(HWND iconControl, HICON icon) {
     if (m_hWnd) UpdateWindow(m_hWnd);
 }
 
-void CVPoliciesDlg::PutPoliciesInBox() {
+void CVPoliciesDlg::Impl::PutPoliciesInBox() {
     LogScope log(L"CVPoliciesDlg::PutPoliciesInBox");
     using namespace pinrules;
     HWND box = Item(IDC_RULE_BOX);

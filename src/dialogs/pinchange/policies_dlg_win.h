@@ -1,20 +1,20 @@
-// CVPoliciesDlg: the live rule list under the PIN fields of the PIN change and the unlock. Each
-// rule is a row (a text and a met/unmet icon); pin_rules.h decides which rows show, in which
+// CVPoliciesDlg::Impl: the live rule list under the PIN fields of the PIN change and the unlock.
+// Each rule is a row (a text and a met/unmet icon); pin_rules.h decides which rows show, in which
 // order, and whether each is met; this list only shows that. Hosts embed it as a child; other
-// components may too (exported).
+// components may too, through the exported handle CVPoliciesDlg.
 #pragma once
-#include "api/export.h"
 #include "cvpingui.h"
+#include "cvpingui_policies_dlg.h"
 #include "dialogs/base/base_dialog_win.h"
 #include "dialogs/pinchange/pin_rules.h"
 #include "dialogs/pinchange/rule_box_layout.h"
 
-class CVPINGUI_CLASS CVPoliciesDlg : public CBaseDialog {
+class CVPoliciesDlg::Impl : public CBaseDialog::Impl {
 public:
     // rules may be null (only the confirmation row then). Margins in pixels, for the layout.
-    CVPoliciesDlg(const PwdRuleArgs* rules, int mode, const RECT* position, HWND parent, int nTopMargin,
-                  int nLeftShift, int nRowSpacing);
-    ~CVPoliciesDlg() override;
+    Impl(const PwdRuleArgs* rules, int mode, const RECT* position, HWND parent, int nTopMargin, int nLeftShift,
+         int nRowSpacing);
+    ~Impl() override;
 
     // Creates the list as a hidden child of parent; non-zero on success.
     int LocCreate(HWND parent);

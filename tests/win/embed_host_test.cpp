@@ -1,0 +1,116 @@
+// A caller's own program (examples/embed_host, built from the public headers alone) with the PIN
+// change form embedded in its window, driven from outside by control id as a user would.
+#include <gtest/gtest.h>
+#include "driver_win.h"
+#include "resource_ids.h"
+
+using namespace drv;
+
+namespace {
+
+// The program, started from the test's own folder; closed when the object goes.
+class EmbedHost {
+public:
+    EmbedHost() {
+        STARTUPINFOW startup = {sizeof(startup)};
+        wchar_t command[] = L"embed_host.exe";
+        if (!CreateProcessW(nullptr, command, nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &m_process))
+            return;
+        WaitUntil([&] {
+            m_window = WindowOf(m_process.dwProcessId);
+            return m_window && IsWindowVisible(m_window) && FindDescendant(m_window, IDC_NEW_PIN_EDIT);
+        });
+    }
+    ~EmbedHost() {
+        if (!m_process.hProcess) return;
+        if (WaitForSingleObject(m_process.hProcess, 0) == WAIT_TIMEOUT) TerminateProcess(m_process.hProcess, 99);
+        CloseHandle(m_process.hThread);
+        CloseHandle(m_process.hProcess);
+    }
+
+    HWND Window() const { return m_window; }
+    void Type(int field, const wchar_t* text) { TypeText(FindDescendant(m_window, field), text); }
+    void Erase(int field, int count) {
+        while (count-- > 0) Backspace(FindDescendant(m_window, field));
+    }
+    bool OkEnabled() const { return IsItemEnabled(m_window, IDOK); }
+    // The exit code once the program has ended; -1 when it does not end.
+    int ExitCode() {
+        if (WaitForSingleObject(m_process.hProcess, kTimeoutMs) != WAIT_OBJECT_0) return -1;
+        DWORD code = 0;
+        GetExitCodeProcess(m_process.hProcess, &code);
+        return static_cast<int>(code);
+    }
+
+private:
+    static HWND WindowOf(DWORD processId) {
+        struct Search {
+            DWORD processId;
+            HWND found;
+        } search = {processId, nullptr};
+        EnumWindows(
+            [](HWND hwnd, LPARAM param) -> BOOL {
+                auto* s = reinterpret_cast<Search*>(param);
+                DWORD owner = 0;
+                GetWindowThreadProcessId(hwnd, &owner);
+                wchar_t name[64] = {};
+                GetClassNameW(hwnd, name, 64);
+                if (owner != s->processId || wcscmp(name, L"CvPinEmbedHost") != 0) return TRUE;
+                s->found = hwnd;
+                return FALSE;
+            },
+            reinterpret_cast<LPARAM>(&search));
+        return search.found;
+    }
+
+    PROCESS_INFORMATION m_process = {};
+    HWND m_window = nullptr;
+};
+
+// The program's exit codes.
+constexpr int kPinsTaken = 0;
+constexpr int kCancelled = 1;
+
+}  // namespace
+
+// The host's form: current PIN asked, digits only, weak PINs refused, 4 to 8 characters.
+TEST(EmbeddedChangePinHost, OkFollowsTheRulesAndTakesThePins) {
+    EmbedHost host;
+    ASSERT_NE(host.Window(), nullptr);
+    EXPECT_FALSE(host.OkEnabled());
+
+    const struct {
+        int field;
+        const wchar_t* typed;
+        int erased;  // Backspaces before typing
+        bool okEnabled;
+    } steps[] = {
+        {IDC_CURRENT_PIN_EDIT, L"123456", 0, false},  // no new PIN yet
+        {IDC_NEW_PIN_EDIT, L"2580", 0, false},        // not confirmed
+        {IDC_CONFIRM_PIN_EDIT, L"2580", 0, true},
+        {IDC_NEW_PIN_EDIT, L"a", 0, false},           // a letter, and no longer the confirmation
+        {IDC_NEW_PIN_EDIT, L"", 1, true},
+        {IDC_CURRENT_PIN_EDIT, L"", 6, false},        // the current PIN is asked for
+        {IDC_CURRENT_PIN_EDIT, L"9", 0, true},
+        {IDC_NEW_PIN_EDIT, L"1234", 4, false},        // weak
+        {IDC_CONFIRM_PIN_EDIT, L"1234", 4, false},
+        {IDC_NEW_PIN_EDIT, L"1243", 4, false},
+        {IDC_CONFIRM_PIN_EDIT, L"1243", 4, true},
+    };
+    for (size_t i = 0; i < sizeof(steps) / sizeof(steps[0]); ++i) {
+        host.Erase(steps[i].field, steps[i].erased);
+        host.Type(steps[i].field, steps[i].typed);
+        EXPECT_EQ(host.OkEnabled(), steps[i].okEnabled) << "step " << i;
+    }
+
+    Click(host.Window(), IDOK);
+    EXPECT_EQ(host.ExitCode(), kPinsTaken);
+}
+
+TEST(EmbeddedChangePinHost, CancelDestroysTheFormWithItsHandle) {
+    EmbedHost host;
+    ASSERT_NE(host.Window(), nullptr);
+    host.Type(IDC_NEW_PIN_EDIT, L"2580");
+    Click(host.Window(), IDCANCEL);
+    EXPECT_EQ(host.ExitCode(), kCancelled);  // not 4: the form's window went with the handle
+}
