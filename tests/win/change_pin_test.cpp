@@ -98,6 +98,31 @@ std::string RuleIconPixels(UINT id) {
     return pixels;
 }
 
+// What a control shows on the screen once its pending paint is done.
+std::string DrawnPixels(HWND control) {
+    WaitUntil([control] { return !GetUpdateRect(control, nullptr, FALSE); });
+    RECT client;
+    GetClientRect(control, &client);
+    BITMAPINFO format{};
+    format.bmiHeader = {sizeof(BITMAPINFOHEADER), client.right, -client.bottom, 1, 32, BI_RGB};
+    void* bits = nullptr;
+    HDC screen = GetDC(control);
+    HDC memory = CreateCompatibleDC(screen);
+    HBITMAP copy = CreateDIBSection(memory, &format, DIB_RGB_COLORS, &bits, nullptr, 0);
+    std::string pixels;
+    if (copy) {
+        HGDIOBJ previous = SelectObject(memory, copy);
+        BitBlt(memory, 0, 0, client.right, client.bottom, screen, 0, 0, SRCCOPY);
+        GdiFlush();
+        pixels.assign(static_cast<const char*>(bits), static_cast<size_t>(client.right) * client.bottom * 4);
+        SelectObject(memory, previous);
+        DeleteObject(copy);
+    }
+    DeleteDC(memory);
+    ReleaseDC(control, screen);
+    return pixels;
+}
+
 Row RowState(HWND top, int textId, int iconId) {
     HWND text = FindDescendant(top, textId);
     HWND icon = FindDescendant(top, iconId);
@@ -115,10 +140,18 @@ std::string Rows(HWND top) {
     const int ids[][2] = {{IDC_RULE_MIN_TEXT, IDC_RULE_MIN_ICON},     {IDC_RULE_MAX_TEXT, IDC_RULE_MAX_ICON},
                           {IDC_RULE_WEAK_TEXT, IDC_RULE_WEAK_ICON},   {IDC_RULE_SAME_TEXT, IDC_RULE_SAME_ICON},
                           {IDC_RULE_ALPHA_TEXT, IDC_RULE_ALPHA_ICON}, {IDC_RULE_CONFIRM_TEXT, IDC_RULE_CONFIRM_ICON}};
-    std::string out;
-    for (const auto& row : ids) {
-        Row r = RowState(top, row[0], row[1]);
+    std::string out, drawn[6];
+    for (int i = 0; i < 6; ++i) {
+        Row r = RowState(top, ids[i][0], ids[i][1]);
         out += r == Row::Hidden ? '-' : r == Row::Met ? '+' : 'x';
+        if (r != Row::Hidden) drawn[i] = DrawnPixels(FindDescendant(top, ids[i][1]));
+    }
+    // On the screen too, rows with the same outcome look alike and the others do not.
+    for (int i = 0; i < 6; ++i) {
+        for (int j = i + 1; j < 6; ++j) {
+            if (out[i] == '-' || out[j] == '-') continue;
+            EXPECT_EQ(drawn[i] == drawn[j], out[i] == out[j]) << "icons of rows " << i << " and " << j;
+        }
     }
     return out;
 }

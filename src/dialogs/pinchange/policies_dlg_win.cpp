@@ -66,6 +66,7 @@ BOOL CVPoliciesDlg::Impl::OnInitDialog() {
     for (int i = 0; i < pinrules::kRowCount; ++i) {
         m_rowText[i] = Item(kRows[i].text);
         m_rowIcon[i] = Item(kRows[i].icon);
+        m_rowIconControl[i].Attach(m_rowIcon[i]);
     }
     std::wstring title = fw::LoadResString(IDS_RULES_TITLE);
     if (!title.empty()) SetItemText(IDC_RULE_BOX, title.c_str());
@@ -119,8 +120,9 @@ void CVPoliciesDlg::Impl::SetPolicyIcon(HWND iconControl, HICON icon) {
     if (!iconControl) return;
     HICON current = reinterpret_cast<HICON>(SendMessageW(iconControl, STM_GETICON, 0, 0));
     if (current == icon) return;
+    // The row's CRuleIcon only marks itself for repainting: the icon is drawn with the edit's
+    // new character, when the message loop paints.
     SendMessageW(iconControl, STM_SETICON, reinterpret_cast<WPARAM>(icon), 0);
-    if (m_hWnd) UpdateWindow(m_hWnd);
 }
 
 void CVPoliciesDlg::Impl::PutPoliciesInBox() {

@@ -8,6 +8,7 @@
 #include "dialogs/base/base_dialog_win.h"
 #include "dialogs/pinchange/pin_rules.h"
 #include "dialogs/pinchange/rule_box_layout.h"
+#include "dialogs/pinchange/rule_icon_win.h"
 
 class CVPoliciesDlg::Impl : public CBaseDialog::Impl {
 public:
@@ -42,4 +43,6 @@ private:
     // The row controls by row, found when the window is created.
     HWND m_rowText[pinrules::kRowCount] = {};
     HWND m_rowIcon[pinrules::kRowCount] = {};
+    // Draw the icons; an icon control they could not attach to stays a plain static.
+    CRuleIcon m_rowIconControl[pinrules::kRowCount];
 };
