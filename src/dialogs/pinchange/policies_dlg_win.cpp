@@ -120,9 +120,10 @@ void CVPoliciesDlg::Impl::SetPolicyIcon(HWND iconControl, HICON icon) {
     if (!iconControl) return;
     HICON current = reinterpret_cast<HICON>(SendMessageW(iconControl, STM_GETICON, 0, 0));
     if (current == icon) return;
-    // The row's CRuleIcon only marks itself for repainting: the icon is drawn with the edit's
-    // new character, when the message loop paints.
+    // The row's CRuleIcon only marks itself for repainting; the list is repainted at once, so
+    // the user sees the outcome with the key that changed it.
     SendMessageW(iconControl, STM_SETICON, reinterpret_cast<WPARAM>(icon), 0);
+    if (m_hWnd) UpdateWindow(m_hWnd);
 }
 
 void CVPoliciesDlg::Impl::PutPoliciesInBox() {
