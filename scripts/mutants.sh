@@ -42,7 +42,7 @@ native | src/dialogs/pinchange/pin_rules.cpp | newPin.Compare(current) != 0 | ca
 native | src/dialogs/pinchange/pin_rules.cpp | !IsPinWeak(candidate) | !IsPinWeak(newPin)
 native | src/dialogs/pinchange/pin_rules.cpp | !IsAlphaPinWeak(candidate) | !IsAlphaPinWeak(newPin)
 native | src/dialogs/pinchange/pin_rules.cpp | newPin.Compare(confirm) == 0 | candidate.Compare(confirm) == 0
-native | src/dialogs/pinchange/pin_rules.cpp | return rulesMet && !(requireCurrentPin && currentEmpty); | return rulesMet;
+change_pin_test=ChangePinWindow.AnEmptyCurrentPin* | src/dialogs/pinchange/pin_rules.cpp | return rulesMet && !(requireCurrentPin && currentEmpty); | return rulesMet;
 native | src/card/card_result.cpp | {SMMW_E_PIN_BLOCKED, CV_OBJ_API_PIN_BLOCKED} | {SMMW_E_PIN_BLOCKED, CV_OBJ_API_WRONG_CODE}
 native | src/card/card_result.cpp | {SMMW_E_WRONG_CODE, CV_OBJ_API_WRONG_CODE} | {SMMW_E_WRONG_CODE, CV_OBJ_API_FAILED}
 native | src/card/card_result.cpp | {SMMW_E_ACCESS_DENIED, CV_OBJ_API_ACCESS_DENIED} | {SMMW_E_ACCESS_DENIED, CV_OBJ_API_FAILED}
