@@ -264,21 +264,15 @@ TEST(ChangePinWindow, FirstUseChangeCannotBeCancelledButEndsWhenTheCardIsRemoved
     EXPECT_EQ(w.Finish(), kFailed);
 }
 
-TEST(ChangePinWindow, TheSettingAloneDoesNotPreventCancel) {
-    ScopedSetting disable(L"Corvana.ChangePINPolicies.DisableCancelChangePINatFirstUse", 1);
-    ChangeWindow w;  // not the first use
-    ASSERT_NE(w.Dialog(), nullptr);
-    Click(w.Dialog(), IDCANCEL);
-    EXPECT_EQ(w.Finish(), kFailed);
-}
-
-TEST(ChangePinWindow, SessionLockClosesTheWindowUnlessItIsAFirstUseChangeThatCannotBeCancelled) {
+// The setting alone does not prevent cancelling: only together with a first use.
+TEST(ChangePinWindow, CancelAndSessionLockCloseTheWindowUnlessItIsAFirstUseChangeThatCannotBeCancelled) {
     ScopedSetting disable(L"Corvana.ChangePINPolicies.DisableCancelChangePINatFirstUse", 1);
     for (int firstUse : {0, 1}) {
         Options o;
         o.firstUse = firstUse;
         ChangeWindow w(o);
         ASSERT_NE(w.Dialog(), nullptr);
+        EXPECT_EQ(IsItemEnabled(w.Dialog(), IDCANCEL), firstUse == 0);
         SessionEvent(CVPIN_SESSION_LOCKING);
         EXPECT_EQ(w.Open(), firstUse == 1) << "first use " << firstUse;
     }
