@@ -12,7 +12,7 @@
 #include "services/settings.h"
 
 #include "helpdesk_response.h"
-#include "sim_controller.h"
+#include "sim_test_support.h"
 
 #include <gtest/gtest.h>
 
@@ -25,23 +25,6 @@ namespace {
 
 using NV::SMMW::IContext;
 using NV::SMMW::IController;
-
-// Stands in for 3DES; the help desk computation and the card use the same one.
-class TestCrypto : public sim::ICrypto {
-  public:
-    void Random(uint8_t* out, size_t count) override {
-        for (size_t i = 0; i < count; ++i)
-            out[i] = static_cast<uint8_t>(0x31 * ++m_counter);
-    }
-    bool Encrypt3DesBlock(const std::vector<uint8_t>& key, const uint8_t in[8], uint8_t out[8]) override {
-        for (size_t i = 0; i < 8; ++i)
-            out[i] = static_cast<uint8_t>((in[i] + key[i]) ^ key[key.size() - 1 - i]);
-        return true;
-    }
-
-  private:
-    unsigned m_counter = 0;
-};
 
 // Counts contexts and remembers how the last one was asked for.
 class CountingController : public IController {
@@ -126,7 +109,7 @@ class CardLayer : public ::testing::Test {
         ASSERT_TRUE(simulator.LoadProfile(json, &error)) << error;
     }
 
-    TestCrypto crypto;
+    simtest::FakeCrypto crypto;
     sim::SimController simulator{crypto};
     CountingController counting{simulator};
     LogCapture log;

@@ -2,9 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <fstream>
 #include <sstream>
 #include <string>
+#include <tuple>
 
 #include "sim_controller.h"
 #include "sim_test_support.h"
@@ -109,24 +111,17 @@ TEST(SimProfile, DefaultsAndKeptLeadingZeroBytes) {
 }
 
 bool SameCards(const sim::Profile& a, const sim::Profile& b) {
-    if (a.readers.size() != b.readers.size()) return false;
-    for (size_t i = 0; i < a.readers.size(); ++i) {
-        const sim::ReaderProfile& x = a.readers[i];
-        const sim::ReaderProfile& y = b.readers[i];
-        const sim::CardProfile& c = x.card;
-        const sim::CardProfile& d = y.card;
-        if (x.name != y.name || x.hasCard != y.hasCard || c.serial != d.serial || c.type != d.type ||
-            c.inserted != d.inserted || c.transactionTimeout != d.transactionTimeout ||
-            c.pin.value != d.pin.value || c.pin.minLength != d.pin.minLength ||
-            c.pin.maxLength != d.pin.maxLength || c.pin.weakCheck != d.pin.weakCheck ||
-            c.pin.triesLeft != d.pin.triesLeft || c.pin.maxTries != d.pin.maxTries ||
-            c.pin.primaryCount != d.pin.primaryCount || c.hasUnblockRight != d.hasUnblockRight ||
-            c.unblockAuthenticable != d.unblockAuthenticable || !(c.adminKey == d.adminKey) ||
-            !(c.unlockCode == d.unlockCode) || c.capabilities != d.capabilities ||
-            c.failures.size() != d.failures.size())
-            return false;
-    }
-    return true;
+    auto fields = [](const sim::ReaderProfile& r) {
+        const sim::CardProfile& c = r.card;
+        return std::tie(r.name, r.hasCard, c.serial, c.type, c.inserted, c.transactionTimeout, c.pin.value,
+                        c.pin.minLength, c.pin.maxLength, c.pin.weakCheck, c.pin.triesLeft, c.pin.maxTries,
+                        c.pin.primaryCount, c.hasUnblockRight, c.unblockAuthenticable, c.adminKey, c.unlockCode,
+                        c.capabilities);
+    };
+    return std::equal(a.readers.begin(), a.readers.end(), b.readers.begin(), b.readers.end(),
+                      [&](const sim::ReaderProfile& x, const sim::ReaderProfile& y) {
+                          return fields(x) == fields(y) && x.card.failures.size() == y.card.failures.size();
+                      });
 }
 
 TEST(SimProfile, ShippedProfilesParseAndTheDefaultFileMatchesTheBuiltIn) {

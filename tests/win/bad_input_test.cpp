@@ -11,6 +11,7 @@
 
 #include "cvpingui.h"
 #include "driver_win.h"
+#include "self_child_win.h"
 #include "smmw_sim.h"
 
 using namespace drv;
@@ -28,41 +29,12 @@ std::wstring Variable(const wchar_t* name) {
 }
 
 // Runs one DISABLED_ test of the child suite in a copy of this process with `caseName` in its
-// environment. Returns its exit code (0: passed), or -1 when the watchdog had to end it. Our own
-// windows keep answering meanwhile: the child may own its prompt with one of them.
-int RunChild(const char* test, const std::wstring& caseName) {
-    wchar_t exe[MAX_PATH] = {};
-    GetModuleFileNameW(nullptr, exe, MAX_PATH);
-    std::wstring command = L"\"" + std::wstring(exe) + L"\" --gtest_also_run_disabled_tests --gtest_filter=BadInputChild." +
-                           std::wstring(test, test + strlen(test));
+// environment.
+int RunChild(const wchar_t* test, const std::wstring& caseName) {
     SetEnvironmentVariableW(kCaseVariable, caseName.c_str());
-    STARTUPINFOW startup = {sizeof startup};
-    PROCESS_INFORMATION process = {};
-    const BOOL started =
-        CreateProcessW(nullptr, &command[0], nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &process);
+    const int code = RunSelfChild(std::wstring(L"BadInputChild.") + test, kWatchdogMs);
     SetEnvironmentVariableW(kCaseVariable, nullptr);
-    if (!started) return -2;
-    CloseHandle(process.hThread);
-    const ULONGLONG end = GetTickCount64() + kWatchdogMs;
-    DWORD code = static_cast<DWORD>(-1);
-    for (;;) {
-        const ULONGLONG now = GetTickCount64();
-        if (now >= end) {
-            TerminateProcess(process.hProcess, static_cast<UINT>(-1));
-            WaitForSingleObject(process.hProcess, INFINITE);
-            break;
-        }
-        const DWORD wait = MsgWaitForMultipleObjects(1, &process.hProcess, FALSE, static_cast<DWORD>(end - now),
-                                                     QS_ALLINPUT);
-        if (wait == WAIT_OBJECT_0) {
-            GetExitCodeProcess(process.hProcess, &code);
-            break;
-        }
-        MSG msg;
-        while (PeekMessageW(&msg, nullptr, 0, 0, PM_REMOVE)) DispatchMessageW(&msg);
-    }
-    CloseHandle(process.hProcess);
-    return static_cast<int>(code);
+    return code;
 }
 
 HWND CreateTopLevel(DWORD style, HWND parent = nullptr) {
@@ -169,15 +141,11 @@ TEST(BadInputChild, DISABLED_EveryPromptShowsWithTheOwner) {
         if (!dialog) ChildFails("no visible prompt", prompt.name);
         if (GetAncestor(dialog, GA_PARENT) != GetDesktopWindow()) ChildFails("not on the desktop", prompt.name);
         EXPECT_EQ(GetWindow(dialog, GW_OWNER), owner.expected) << prompt.name;
-        if (owner.disabled) {
-            EXPECT_FALSE(IsWindowEnabled(owner.disabled)) << prompt.name;
-        }
+        EXPECT_TRUE(!owner.disabled || !IsWindowEnabled(owner.disabled)) << prompt.name;
         prompt.cancel(dialog);
         if (!caller.Wait()) ChildFails("the prompt did not end", prompt.name);
         EXPECT_EQ(caller.Result(), CVPIN_FAILED) << prompt.name;
-        if (owner.disabled) {
-            EXPECT_TRUE(IsWindowEnabled(owner.disabled)) << prompt.name;
-        }
+        EXPECT_TRUE(!owner.disabled || IsWindowEnabled(owner.disabled)) << prompt.name;
     }
     if (owner.made) DestroyWindow(owner.made);
 }
@@ -187,13 +155,13 @@ TEST(BadInput, PromptsShowAndEndWhateverTheOwner) {
                               L"HWND_MESSAGE", L"hidden",               L"minimized",
                               L"destroyed",    L"child-of-visible"};
     for (const wchar_t* kind : kinds)
-        EXPECT_EQ(RunChild("DISABLED_EveryPromptShowsWithTheOwner", kind), 0) << kind;
+        EXPECT_EQ(RunChild(L"DISABLED_EveryPromptShowsWithTheOwner", kind), 0) << kind;
 }
 
 TEST(BadInput, AWindowOfAnotherProcessOwnsThePrompt) {
     HWND window = CreateTopLevel(WS_OVERLAPPEDWINDOW | WS_VISIBLE);
     ASSERT_NE(window, nullptr);
-    EXPECT_EQ(RunChild("DISABLED_EveryPromptShowsWithTheOwner",
+    EXPECT_EQ(RunChild(L"DISABLED_EveryPromptShowsWithTheOwner",
                        L"other-process:" + std::to_wstring(reinterpret_cast<INT_PTR>(window))),
               0);
     DestroyWindow(window);
@@ -249,7 +217,7 @@ TEST(BadInput, DeeplyNestedProfilesAreRefusedThroughTheEnvironmentAndTheControlF
     fwrite(json.data(), 1, json.size(), out);
     fclose(out);
     SetEnvironmentVariableW(L"CV_SIM_PROFILE", path.c_str());
-    EXPECT_EQ(RunChild("DISABLED_DeepProfilesAreRefused", L""), 0);
+    EXPECT_EQ(RunChild(L"DISABLED_DeepProfilesAreRefused", L""), 0);
     SetEnvironmentVariableW(L"CV_SIM_PROFILE", nullptr);
     DeleteFileW(path.c_str());
 }

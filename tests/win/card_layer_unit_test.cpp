@@ -1,10 +1,8 @@
 // The card object layer on Windows with the real security-module library (the simulator next to
 // this test in bin/): the per-card display-notification date in the data cache, also across
-// processes; card removals reaching the event bus; and unblocking with a help-desk response
-// computed with CNG's 3DES.
+// processes, and card removals reaching the event bus.
 #include <gtest/gtest.h>
 #include <windows.h>
-#include <bcrypt.h>
 #include <oleauto.h>
 
 #include <string>
@@ -13,11 +11,11 @@
 #include "api/event_sources_win.h"
 #include "card/cob_api.h"
 #include "card/cv_card_management.h"
-#include "card/hex_converter.h"
 #include "card/mw_controller.h"
 #include "services/data_cache_win.h"
 #include "services/event_bus.h"
 #include "services/log.h"
+#include "self_child_win.h"
 #include "smmw_sim.h"
 
 namespace {
@@ -26,12 +24,9 @@ const wchar_t kReader1[] = L"Card Test Reader 1";
 const wchar_t kReader2[] = L"Card Test Reader 2";
 const wchar_t kSerial1[] = L"00CA2D000000A001";
 const wchar_t kSerial2[] = L"00CA2D000000A002";
-const char kAdminKey[] = "0123456789ABCDEFFEDCBA98765432100011223344556677";
-// Reader 1: a blocked PIV card the help desk can unblock; reader 2: a CAC card.
+// Reader 1: a PIV card; reader 2: a CAC card.
 const char kProfile[] = R"({"readers": [
-    {"name": "Card Test Reader 1", "card": {"serial": "00CA2D000000A001", "type": "piv",
-        "pin": {"value": "123456", "min": 6, "max": 8, "triesLeft": 0, "maxTries": 3},
-        "unblock": {"adminKey": "0123456789ABCDEFFEDCBA98765432100011223344556677", "authenticable": true}}},
+    {"name": "Card Test Reader 1", "card": {"serial": "00CA2D000000A001", "type": "piv"}},
     {"name": "Card Test Reader 2", "card": {"serial": "00CA2D000000A002", "type": "cac"}}]})";
 const wchar_t kDateVariable[] = L"CARD_LAYER_TEST_DATE";
 const wchar_t kDateStore[] = L"Software\\Lumetra\\Corvana\\DataCache\\{DE7C1351-5982-43b3-AB97-74D3FCACF684}";
@@ -40,8 +35,6 @@ struct SimControls {
     CvSimLoadProfileJsonFn loadJson = nullptr;
     CvSimRemoveCardFn removeCard = nullptr;
     CvSimInsertCardFn insertCard = nullptr;
-    CvSimGetPinStateFn pinState = nullptr;
-    CvSimPinEqualsFn pinEquals = nullptr;
 };
 
 // The controller the layer loaded from bin/, and the simulator's control functions in it.
@@ -53,56 +46,8 @@ bool LoadSimulator(SimControls& controls) {
     controls.loadJson = reinterpret_cast<CvSimLoadProfileJsonFn>(get("CvSimLoadProfileJson"));
     controls.removeCard = reinterpret_cast<CvSimRemoveCardFn>(get("CvSimRemoveCard"));
     controls.insertCard = reinterpret_cast<CvSimInsertCardFn>(get("CvSimInsertCard"));
-    controls.pinState = reinterpret_cast<CvSimGetPinStateFn>(get("CvSimGetPinState"));
-    controls.pinEquals = reinterpret_cast<CvSimPinEqualsFn>(get("CvSimPinEquals"));
-    return controls.loadJson && controls.removeCard && controls.insertCard && controls.pinState &&
-           controls.pinEquals && controls.loadJson(kProfile) == CVSIM_OK;
-}
-
-std::vector<uint8_t> FromHex(const char* text) {
-    std::vector<uint8_t> bytes;
-    NV::Framework::CConverter::HexToBin(CSecStr(std::wstring(text, text + strlen(text)).c_str()), bytes);
-    return bytes;
-}
-
-// The help desk's answer: the challenge encrypted with the administrator key, one 3DES block.
-// CNG under Wine refuses ECB; CBC over one block with a zero IV is the same cipher.
-bool HelpDeskResponse(const CSecStr& challenge, CSecStr& response) {
-    std::vector<uint8_t> block, key = FromHex(kAdminKey);
-    if (!NV::Framework::CConverter::HexToBin(challenge, block) || block.size() != 8 || key.size() != 24)
-        return false;
-    BCRYPT_ALG_HANDLE algorithm = nullptr;
-    BCRYPT_KEY_HANDLE handle = nullptr;
-    UCHAR iv[8] = {}, out[8] = {};
-    ULONG written = 0;
-    bool ok =
-        BCryptOpenAlgorithmProvider(&algorithm, BCRYPT_3DES_ALGORITHM, nullptr, 0) == 0 &&
-        BCryptSetProperty(algorithm, BCRYPT_CHAINING_MODE, (PUCHAR)BCRYPT_CHAIN_MODE_CBC,
-                          sizeof(BCRYPT_CHAIN_MODE_CBC), 0) == 0 &&
-        BCryptGenerateSymmetricKey(algorithm, &handle, nullptr, 0, key.data(), ULONG(key.size()), 0) == 0 &&
-        BCryptEncrypt(handle, block.data(), 8, nullptr, iv, 8, out, 8, &written, 0) == 0 && written == 8;
-    if (handle) BCryptDestroyKey(handle);
-    if (algorithm) BCryptCloseAlgorithmProvider(algorithm, 0);
-    if (ok) NV::Framework::CConverter::BinToHex(out, 8, response);
-    return ok;
-}
-
-// Runs one test of this executable in a new process; its exit code.
-DWORD RunChild(const wchar_t* filter) {
-    wchar_t exe[MAX_PATH] = {};
-    GetModuleFileNameW(nullptr, exe, MAX_PATH);
-    std::wstring command = L"\"" + std::wstring(exe) + L"\" --gtest_brief=1 --gtest_also_run_disabled_tests";
-    command += std::wstring(L" --gtest_filter=") + filter;
-    STARTUPINFOW startup = {sizeof startup};
-    PROCESS_INFORMATION process = {};
-    if (!CreateProcessW(exe, &command[0], nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &process))
-        return GetLastError() | 0x10000000;
-    DWORD code = 0xFFFFFFFF;
-    if (WaitForSingleObject(process.hProcess, 60000) == WAIT_OBJECT_0)
-        GetExitCodeProcess(process.hProcess, &code);
-    CloseHandle(process.hThread);
-    CloseHandle(process.hProcess);
-    return code;
+    return controls.loadJson && controls.removeCard && controls.insertCard &&
+           controls.loadJson(kProfile) == CVSIM_OK;
 }
 
 struct LogCapture : ILogSink {
@@ -144,7 +89,7 @@ TEST_F(CardLayerWin, DisplayDateIsKeptPerCardAcrossProcesses) {
     // Written by another process, read here.
     const long long date = 1700000000LL + (long long)(GetTickCount64() % 100000);
     SetEnvironmentVariableW(kDateVariable, std::to_wstring(date).c_str());
-    EXPECT_EQ(RunChild(L"CardLayerWinChild.DISABLED_WritesTheDateOfTheFirstCard"), 0u);
+    EXPECT_EQ(RunSelfChild(L"CardLayerWinChild.DISABLED_WritesTheDateOfTheFirstCard", 60000), 0);
     SetEnvironmentVariableW(kDateVariable, nullptr);
     LogCapture log;
     SetLogSink(&log);
@@ -199,29 +144,6 @@ TEST_F(CardLayerWin, ACardRemovedInTheModuleReachesTheEventBus) {
         EXPECT_EQ(watcher.readers.size(), 1u);
     }
     RemoveBuiltInEventSources();
-}
-
-TEST_F(CardLayerWin, TheHelpDeskResponseUnblocksTheCardAndAWrongOneDoesNot) {
-    CVCardManagement card{CVReader(kReader1)};
-    unsigned tries = 0, maxTries = 0;
-    int blocked = 0;
-    CSecStr challenge, response;
-
-    ASSERT_EQ(card.GetUnlockChallenge(&challenge), 0u);
-    ASSERT_TRUE(HelpDeskResponse(challenge, response));
-    CSecStr wrong = response.Left(15);
-    wrong.AppendChar(response[15] == L'0' ? L'1' : L'0');
-    EXPECT_EQ(card.UnlockPIN(wrong, CSecStr(L"24681357")), 5u);
-    ASSERT_EQ(sim.pinState(kReader1, &tries, &maxTries, &blocked), CVSIM_OK);
-    EXPECT_TRUE(blocked);
-
-    ASSERT_EQ(card.GetUnlockChallenge(&challenge), 0u);
-    ASSERT_TRUE(HelpDeskResponse(challenge, response));
-    EXPECT_EQ(card.UnlockPIN(response, CSecStr(L"24681357")), 0u);
-    ASSERT_EQ(sim.pinState(kReader1, &tries, &maxTries, &blocked), CVSIM_OK);
-    EXPECT_FALSE(blocked);
-    EXPECT_EQ(tries, 3u);
-    EXPECT_EQ(sim.pinEquals(kReader1, L"24681357"), CVSIM_OK);
 }
 
 // The data cache on its own: typed records, and the statuses its callers rely on.

@@ -48,7 +48,8 @@ struct Pins {
 // The PIN change window, opened on its own thread.
 class ChangeWindow {
 public:
-    explicit ChangeWindow(const Options& o = Options()) : m_caller([this, o] { return (int)m_pins.Ask(o); }) {
+    explicit ChangeWindow(const Options& o = Options(), unsigned capacity = 64)
+        : m_caller([this, o, capacity] { return (int)m_pins.Ask(o, capacity); }) {
         m_dialog = WaitForDialog(m_caller);
     }
     ~ChangeWindow() {
@@ -264,21 +265,15 @@ TEST(ChangePinWindow, FirstUseChangeCannotBeCancelledButEndsWhenTheCardIsRemoved
     EXPECT_EQ(w.Finish(), kFailed);
 }
 
-TEST(ChangePinWindow, TheSettingAloneDoesNotPreventCancel) {
-    ScopedSetting disable(L"Corvana.ChangePINPolicies.DisableCancelChangePINatFirstUse", 1);
-    ChangeWindow w;  // not the first use
-    ASSERT_NE(w.Dialog(), nullptr);
-    Click(w.Dialog(), IDCANCEL);
-    EXPECT_EQ(w.Finish(), kFailed);
-}
-
-TEST(ChangePinWindow, SessionLockClosesTheWindowUnlessItIsAFirstUseChangeThatCannotBeCancelled) {
+// The setting alone does not prevent cancelling: only together with a first use.
+TEST(ChangePinWindow, CancelAndSessionLockCloseTheWindowUnlessItIsAFirstUseChangeThatCannotBeCancelled) {
     ScopedSetting disable(L"Corvana.ChangePINPolicies.DisableCancelChangePINatFirstUse", 1);
     for (int firstUse : {0, 1}) {
         Options o;
         o.firstUse = firstUse;
         ChangeWindow w(o);
         ASSERT_NE(w.Dialog(), nullptr);
+        EXPECT_EQ(IsItemEnabled(w.Dialog(), IDCANCEL), firstUse == 0);
         SessionEvent(CVPIN_SESSION_LOCKING);
         EXPECT_EQ(w.Open(), firstUse == 1) << "first use " << firstUse;
     }
@@ -291,16 +286,13 @@ TEST(ChangePinWindow, OpensOnALockedSession) {
 }
 
 TEST(ChangePinWindow, APinTooLongForTheCallersBufferFails) {
-    Pins pins;
-    Caller caller([&] { return (int)pins.Ask(Options(), 4); });
-    HWND dlg = WaitForDialog(caller);
-    ASSERT_NE(dlg, nullptr);
-    TypeText(FindDescendant(dlg, IDC_CURRENT_PIN_EDIT), L"12345");
-    Click(dlg, IDOK);
-    ASSERT_TRUE(caller.Wait());
-    EXPECT_EQ(static_cast<unsigned>(caller.Result()), kFailed);
-    EXPECT_EQ(pins.current[0], L'\0');
-    EXPECT_EQ(pins.currentLength, 0u);
+    ChangeWindow w(Options(), 4);
+    ASSERT_NE(w.Dialog(), nullptr);
+    w.Type(IDC_CURRENT_PIN_EDIT, L"12345");
+    Click(w.Dialog(), IDOK);
+    EXPECT_EQ(w.Finish(), kFailed);
+    EXPECT_EQ(w.Result().current[0], L'\0');
+    EXPECT_EQ(w.Result().currentLength, 0u);
 }
 
 TEST(ChangePinCall, InvalidArgumentsFailWithoutAWindow) {
@@ -397,12 +389,9 @@ TEST(EmbeddedChangePinForm, TheLastTryWarningComesFirst) {
     host.AddForm(L"135792", L"135792");  // a form that would succeed
     Options o = EmbeddedIn(host);
     o.showLastTry = 1;
-    Pins pins;
-    Caller caller([&] { return (int)pins.Ask(o); });
-    HWND warning = WaitForDialog(caller);
-    ASSERT_NE(warning, nullptr);
-    Click(warning, IDCANCEL);
-    ASSERT_TRUE(caller.Wait());
-    EXPECT_EQ(static_cast<unsigned>(caller.Result()), kFailed);
-    EXPECT_STREQ(pins.next, L"untouched");
+    ChangeWindow w(o);  // the warning
+    ASSERT_NE(w.Dialog(), nullptr);
+    Click(w.Dialog(), IDCANCEL);
+    EXPECT_EQ(w.Finish(), kFailed);
+    EXPECT_STREQ(w.Result().next, L"untouched");
 }

@@ -90,15 +90,6 @@ TEST(PinPrompt, TypedPinComesBackInAnsiWithItsLength) {
     EXPECT_EQ(std::memcmp(prompt.Pin().buffer, "4711", 4), 0);
 }
 
-TEST(PinPrompt, EmptyPinGivesZeroAndNullBuffer) {
-    PinPrompt prompt;
-    ASSERT_NE(prompt.Dialog(), nullptr);
-    PressKey(prompt.Dialog(), VK_RETURN);
-    ASSERT_EQ(prompt.Finish(), CVPIN_OK);
-    EXPECT_EQ(prompt.Pin().buffer, nullptr);
-    EXPECT_EQ(prompt.Pin().length, 0u);
-}
-
 TEST(PinPrompt, TooLongPinIsRefusedUntilShortened) {
     PinPrompt prompt(4, 8);
     ASSERT_NE(prompt.Dialog(), nullptr);
@@ -114,19 +105,20 @@ TEST(PinPrompt, TooLongPinIsRefusedUntilShortened) {
     EXPECT_EQ(prompt.Pin().length, 8u);
 }
 
-TEST(PinPrompt, CancelAndEscapeGiveFailure) {
-    {
+TEST(PinPrompt, EnterOnNothingGivesNoBufferCancelAndEscapeFail) {
+    const struct {
+        const wchar_t* typed;
+        UINT key;  // 0: the Cancel button
+        int result;
+    } cases[] = {{L"", VK_RETURN, CVPIN_OK}, {L"1234", 0, CVPIN_FAILED}, {L"1234", VK_ESCAPE, CVPIN_FAILED}};
+    for (const auto& c : cases) {
         PinPrompt prompt;
         ASSERT_NE(prompt.Dialog(), nullptr);
-        TypeText(prompt.Edit(), L"1234");
-        Click(prompt.Dialog(), IDCANCEL);
-        EXPECT_EQ(prompt.Finish(), CVPIN_FAILED);
-        EXPECT_EQ(prompt.Pin().buffer, nullptr);
+        TypeText(prompt.Edit(), c.typed);
+        c.key ? PressKey(prompt.Dialog(), c.key) : Click(prompt.Dialog(), IDCANCEL);
+        EXPECT_EQ(prompt.Finish(), c.result) << c.key;
+        EXPECT_EQ(prompt.Pin().buffer, nullptr) << c.key;
     }
-    PinPrompt prompt;
-    ASSERT_NE(prompt.Dialog(), nullptr);
-    PressKey(prompt.Dialog(), VK_ESCAPE);
-    EXPECT_EQ(prompt.Finish(), CVPIN_FAILED);
 }
 
 TEST(PinPrompt, OnlyOnePinPromptAtATime) {
@@ -146,20 +138,18 @@ TEST(PinPrompt, OnlyOnePinPromptAtATime) {
     EXPECT_NE(second.Dialog(), nullptr);
 }
 
-TEST(PinPrompt, RemovalOfItsCardClosesItOthersDoNot) {
+TEST(PinPrompt, RemovalOfItsCardOrWithoutANameOfAnyClosesIt) {
     PinPrompt prompt(4, 8, L"Simulated Reader 0");
     ASSERT_NE(prompt.Dialog(), nullptr);
     EXPECT_GE(RemoveCard(L"Another Reader 1"), 1);
     EXPECT_FALSE(WaitUntil([&] { return prompt.Call().Finished(); }, 300));
     EXPECT_GE(RemoveCard(L"SIMULATED reader 0"), 1);
     EXPECT_EQ(prompt.Finish(), CVPIN_FAILED);
-}
-
-TEST(PinPrompt, WithoutReaderNameAnyRemovalClosesIt) {
-    PinPrompt prompt(4, 8, L"");
-    ASSERT_NE(prompt.Dialog(), nullptr);
+    // Without a reader name, any removal closes it.
+    PinPrompt any(4, 8, L"");
+    ASSERT_NE(any.Dialog(), nullptr);
     RemoveCard(L"Whatever Reader");
-    EXPECT_EQ(prompt.Finish(), CVPIN_FAILED);
+    EXPECT_EQ(any.Finish(), CVPIN_FAILED);
 }
 
 TEST(PinPrompt, SessionLockClosesItOtherSessionEventsDoNot) {
@@ -255,17 +245,14 @@ TEST(PinPrompt, LastTryWarningComesFirst) {
         ASSERT_NE(box, nullptr);
         EXPECT_EQ(GetDlgItem(box, IDC_PIN_EDIT), nullptr);  // the warning, not yet the prompt
         Click(box, answer);
-        if (answer == IDCANCEL) {
-            ASSERT_TRUE(caller.Wait());
-            EXPECT_EQ(caller.Result(), CVPIN_FAILED);
-            continue;
+        if (answer == IDOK) {  // then the prompt follows
+            HWND prompt = nullptr;
+            ASSERT_TRUE(WaitUntil([&] {
+                prompt = WaitForDialog(caller, 100);
+                return prompt && GetDlgItem(prompt, IDC_PIN_EDIT);
+            }));
+            Click(prompt, IDCANCEL);
         }
-        ASSERT_TRUE(WaitUntil([&] {
-            HWND dlg = WaitForDialog(caller, 100);
-            return dlg && GetDlgItem(dlg, IDC_PIN_EDIT);
-        }));
-        HWND prompt = WaitForDialog(caller);
-        Click(prompt, IDCANCEL);
         ASSERT_TRUE(caller.Wait());
         EXPECT_EQ(caller.Result(), CVPIN_FAILED);
     }
@@ -355,23 +342,23 @@ void WINAPI TurnCapsLockOn(void* ticks) {
     SetKeyboardState(keys);
     static_cast<std::atomic<int>*>(ticks)->fetch_add(1);
 }
-HWND VisibleBalloon(DWORD thread) {
-    struct Find {
-        HWND found = nullptr;
-    } f;
+// The thread's tooltip windows: all of them, or the visible ones only.
+int Balloons(DWORD thread, bool visibleOnly = false) {
+    struct Count {
+        bool visibleOnly;
+        int count;
+    } c{visibleOnly, 0};
     EnumThreadWindows(
         thread,
         [](HWND hwnd, LPARAM lParam) {
+            auto* c = reinterpret_cast<Count*>(lParam);
             wchar_t cls[64] = {};
             GetClassNameW(hwnd, cls, 64);
-            if (IsWindowVisible(hwnd) && _wcsicmp(cls, L"tooltips_class32") == 0) {
-                reinterpret_cast<Find*>(lParam)->found = hwnd;
-                return FALSE;
-            }
+            if (_wcsicmp(cls, TOOLTIPS_CLASSW) == 0 && (!c->visibleOnly || IsWindowVisible(hwnd))) ++c->count;
             return TRUE;
         },
-        reinterpret_cast<LPARAM>(&f));
-    return f.found;
+        reinterpret_cast<LPARAM>(&c));
+    return c.count;
 }
 }  // namespace
 
@@ -383,12 +370,12 @@ TEST(PinPrompt, CapsLockBalloonShowsOnReleaseAndHidesOnTyping) {
     DWORD thread = prompt.Call().ThreadId();
     ASSERT_TRUE(WaitUntil([&] { return ticks.load() > 0; }));
     SendMessageW(prompt.Edit(), WM_KEYUP, VK_CAPITAL, 0xC0000001);
-    ASSERT_TRUE(WaitUntil([&] { return VisibleBalloon(thread) != nullptr; }, 3000));
+    ASSERT_TRUE(WaitUntil([&] { return Balloons(thread, true) > 0; }, 3000));
     // Backspace and Shift leave it; a letter hides it.
     SendMessageW(prompt.Edit(), WM_KEYUP, VK_SHIFT, 0xC0000001);
-    EXPECT_NE(VisibleBalloon(thread), nullptr);
+    EXPECT_GT(Balloons(thread, true), 0);
     SendMessageW(prompt.Edit(), WM_KEYUP, 'A', 0xC0000001);
-    EXPECT_TRUE(WaitUntil([&] { return VisibleBalloon(thread) == nullptr; }, 3000));
+    EXPECT_TRUE(WaitUntil([&] { return Balloons(thread, true) == 0; }, 3000));
 }
 
 namespace {
@@ -418,19 +405,6 @@ void WINAPI ShowSystemBalloon(void* context) {
     SendMessageW(balloon, TTM_SETTITLEW, TTI_WARNING, reinterpret_cast<LPARAM>(L"Caps Lock is On"));
     SendMessageW(balloon, TTM_TRACKACTIVATE, TRUE, reinterpret_cast<LPARAM>(&tool));
     system->balloon = balloon;
-}
-int Balloons(DWORD thread) {
-    int count = 0;
-    EnumThreadWindows(
-        thread,
-        [](HWND hwnd, LPARAM lParam) {
-            wchar_t cls[64] = {};
-            GetClassNameW(hwnd, cls, 64);
-            if (_wcsicmp(cls, TOOLTIPS_CLASSW) == 0) ++*reinterpret_cast<int*>(lParam);
-            return TRUE;
-        },
-        reinterpret_cast<LPARAM>(&count));
-    return count;
 }
 }  // namespace
 
@@ -473,23 +447,16 @@ TEST(PinPrompt, HelpButtonOnlyWithAHelpFile) {
 TEST(PinPrompt, OwnerIsDisabledMeanwhileAndADeadOneIsNoObstacle) {
     HWND owner = CreateWindowExW(0, L"STATIC", L"owner", WS_OVERLAPPED, 0, 0, 50, 50, nullptr, nullptr, nullptr, nullptr);
     ASSERT_NE(owner, nullptr);
-    {
+    for (bool alive : {true, false}) {
+        if (!alive) DestroyWindow(owner);  // its handle now names no window
         char* pin = nullptr;
         unsigned length = 0;
         Caller caller([&] { return GetPINFromUser(owner, kReader, 0, 4, 8, &pin, &length, nullptr, nullptr, 0); });
         HWND dlg = WaitForDialog(caller);
         ASSERT_NE(dlg, nullptr);
-        EXPECT_FALSE(IsWindowEnabled(owner));
+        EXPECT_TRUE(!alive || !IsWindowEnabled(owner));
         Click(dlg, IDCANCEL);
         ASSERT_TRUE(caller.Wait());
-        EXPECT_TRUE(IsWindowEnabled(owner));
+        EXPECT_EQ(!!IsWindowEnabled(owner), alive);
     }
-    DestroyWindow(owner);  // its handle now names no window
-    char* pin = nullptr;
-    unsigned length = 0;
-    Caller caller([&] { return GetPINFromUser(owner, kReader, 0, 4, 8, &pin, &length, nullptr, nullptr, 0); });
-    HWND dlg = WaitForDialog(caller);
-    ASSERT_NE(dlg, nullptr);
-    Click(dlg, IDCANCEL);
-    ASSERT_TRUE(caller.Wait());
 }

@@ -15,7 +15,6 @@ using namespace NV::SMMW;
 namespace {
 
 const wchar_t kUnblockable[] = L"Corvana Simulated Reader 1";
-const wchar_t kNoUnblockRight[] = L"Corvana Simulated Reader 2";
 const char kAdminKey[] = "00112233445566778899AABBCCDDEEFF"; // sim/profiles/blocked-card.json
 
 std::wstring ProgramFolder() {
@@ -181,13 +180,6 @@ TEST_F(SimModule, HelpdeskResponseUnblocksAndAWrongOneCostsATry) {
     EXPECT_EQ(triesLeft, 3u);
     EXPECT_EQ(blocked, 0);
     controller->ReleaseContext(context);
-
-    IContext* other = Open(kNoUnblockRight);
-    IPinCredential* locked = UserPin(other);
-    ASSERT_NE(locked, nullptr);
-    EXPECT_EQ(locked->GetAccessRight(L"ActionUnblock"), nullptr);
-    EXPECT_EQ(CodeOf([&] { locked->Unblock(Bytes(answer.output), L"7654321", 0); }), SMMW_E_ACCESS_DENIED);
-    controller->ReleaseContext(other);
 }
 
 class CountingSink : public IReaderEventSink {
