@@ -146,17 +146,17 @@ void CChangePINDialog::Impl::OnEnChangeEditPinNew() {
 
 bool CChangePINDialog::Impl::VerifyAndUpdateAllPolicies(CSecStr newPin) {
     LogScope log(L"CChangePINDialog::VerifyAndUpdateAllPolicies");
-    CSecStr current = m_currentEdit.Text();
-    CSecStr typedNew = m_newEdit.Text();
-    CSecStr confirm = m_confirmEdit.Text();
+    // The fields' own texts are read in place: no copy of a PIN is made per keystroke.
+    const CSecStr& current = m_currentEdit.Text();
     GUILOG(CVLOG_DETAIL, L"m_pPoliciesDlg: %d", m_pPoliciesDlg ? 1 : 0);
     bool rulesMet = true;
     if (m_pPoliciesDlg)
-        rulesMet = m_pPoliciesDlg->VerifyAndUpdatePoliciesInPlace(current, newPin, typedNew, confirm);
+        rulesMet = m_pPoliciesDlg->VerifyAndUpdatePoliciesInPlace(current, newPin, m_newEdit.Text(),
+                                                                  m_confirmEdit.Text());
     const bool acceptable = pinrules::IsChangeAcceptable(rulesMet, bRequireCurrentPIN, current.IsEmpty());
     // Only a change: re-disabling a disabled button still costs a message round.
     if (m_okButton && (IsWindowEnabled(m_okButton) != FALSE) != acceptable) EnableWindow(m_okButton, acceptable);
-    for (CSecStr* s : {&current, &typedNew, &confirm, &newPin}) s->Empty();
+    newPin.Empty();
     return rulesMet;
 }
 

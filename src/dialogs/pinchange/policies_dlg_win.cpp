@@ -68,6 +68,7 @@ BOOL CVPoliciesDlg::Impl::OnInitDialog() {
         m_rowIcon[i] = Item(kRows[i].icon);
         m_rowIconControl[i].Attach(m_rowIcon[i]);
     }
+    m_box = Item(IDC_RULE_BOX);
     std::wstring title = fw::LoadResString(IDS_RULES_TITLE);
     if (!title.empty()) SetItemText(IDC_RULE_BOX, title.c_str());
     PutPoliciesInBox();
@@ -86,7 +87,7 @@ bool CVPoliciesDlg::Impl::VerifyAndUpdatePoliciesInPlace(const CSecStr& current,
     const pinrules::Outcome out = pinrules::Evaluate(m_rules, current, candidate, newPin, confirm);
     for (pinrules::Row row : pinrules::kEvaluationOrder) ShowRow(row, out.rows[row]);
     if (m_hWnd) {
-        if (HWND box = Item(IDC_RULE_BOX); box && !IsWindowEnabled(box)) EnableWindow(box, TRUE);
+        if (m_box && !IsWindowEnabled(m_box)) EnableWindow(m_box, TRUE);
         ShowWindow(m_hWnd, SW_SHOW);
     }
     return out.allMet;
@@ -129,7 +130,7 @@ void CVPoliciesDlg::Impl::SetPolicyIcon(HWND iconControl, HICON icon) {
 void CVPoliciesDlg::Impl::PutPoliciesInBox() {
     LogScope log(L"CVPoliciesDlg::PutPoliciesInBox");
     using namespace pinrules;
-    HWND box = Item(IDC_RULE_BOX);
+    HWND box = m_box;
     if (!box) return;
     const HWND* texts = m_rowText;
     const HWND* icons = m_rowIcon;

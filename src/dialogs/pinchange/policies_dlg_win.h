@@ -43,6 +43,7 @@ private:
     // The row controls by row, found when the window is created.
     HWND m_rowText[pinrules::kRowCount] = {};
     HWND m_rowIcon[pinrules::kRowCount] = {};
+    HWND m_box = nullptr;
     // Draw the icons; an icon control they could not attach to stays a plain static.
     CRuleIcon m_rowIconControl[pinrules::kRowCount];
 };
