@@ -17,7 +17,6 @@
 #include <gtest/gtest.h>
 
 #include <map>
-#include <mutex>
 #include <string>
 #include <vector>
 
@@ -54,17 +53,9 @@ class CountingController : public IController {
     IController& m_inner;
 };
 
-struct LogCapture : ILogSink {
-    void Write(const wchar_t* tag, int, const wchar_t* line) override {
-        std::lock_guard<std::mutex> guard(lock);
-        text += std::wstring(tag) + L"|" + line + L"\n";
-    }
-    bool Has(const std::wstring& line) {
-        std::lock_guard<std::mutex> guard(lock);
-        return text.find(L"CVCOBAPI|" + line + L"\n") != std::wstring::npos;
-    }
-    std::mutex lock;
-    std::wstring text;
+// Lines are formatted as in use, and dropped.
+struct NullLog : ILogSink {
+    void Write(const wchar_t*, int, const wchar_t*) override {}
 };
 
 struct MapStore : ISettingsStore {
@@ -112,7 +103,7 @@ class CardLayer : public ::testing::Test {
     simtest::FakeCrypto crypto;
     sim::SimController simulator{crypto};
     CountingController counting{simulator};
-    LogCapture log;
+    NullLog log;
     MapStore settings;
 };
 
@@ -180,15 +171,11 @@ TEST_F(CardLayer, EachOperationAnswersOrFallsBackToItsDefault) {
     }
 }
 
-TEST_F(CardLayer, ModuleFailuresAreLoggedAndReleased) {
+TEST_F(CardLayer, AModuleFailureKeepsTheOutputAndIsReleased) {
     Load(OneReader(Card(R"("failures": [{"property": 25, "code": 3013}])")));
     uint32_t min = 5;
     EXPECT_EQ(CVCardManagement(CVReader(L"R1")).GetMinPINLen(&min), CV_OBJ_API_TIMEOUT);
     EXPECT_EQ(min, 5u);
-    EXPECT_TRUE(
-        log.text.find(L"CVCardManagement::GetMinPINLen : Error while trying to retrieve min pin len: ") !=
-        std::wstring::npos);
-    EXPECT_TRUE(log.Has(L"CVCardManagement::GetMinPINLen  : ret=(0xe)"));
     // LeakSanitizer reports an exception object that was not released.
 }
 
@@ -234,7 +221,6 @@ TEST_F(CardLayer, NullOutputsAreRefusedWithoutTouchingTheCard) {
     EXPECT_EQ(CVCardProperties(reader).GetSerialNumber(nullptr), 13u);
     EXPECT_EQ(card.UnlockPIN(CSecStr(L"not hex"), CSecStr(L"654321")), 13u);
     EXPECT_EQ(counting.established, 0);
-    EXPECT_TRUE(log.Has(L"CVCardManagement::GetMinPINLen : pnMinPINLen=null pointer!"));
 }
 
 TEST_F(CardLayer, UnlockAllowedOnlyWhenTheUnblockRuleCanBeMet) {
@@ -253,7 +239,6 @@ TEST_F(CardLayer, UnlockAllowedOnlyWhenTheUnblockRuleCanBeMet) {
     // A PIN without any unblock rule.
     Load(R"({"readers": [{"name": "R1", "card": {"serial": "01", "pin": {"value": "123456"}}}]})");
     EXPECT_FALSE(CVCardManagement(CVReader(L"R1")).IsUnlockAllowed());
-    EXPECT_TRUE(log.Has(L"CVCardManagement::IsUnlockAllowed : Failed to retrieve Unblock access right"));
 }
 
 TEST_F(CardLayer, NumericOnlyForCacAndPivOtherwiseBySetting) {
@@ -289,7 +274,6 @@ TEST_F(CardLayer, CopiesOfAReaderShareOneContextUntilTheLastDisconnects) {
     CVConnection a, b, again;
     ASSERT_EQ(first.Connect(a), 0u);
     ASSERT_EQ(second.Connect(b), 0u);
-    EXPECT_TRUE(log.Has(L"CVReader::Connect : There was already (1) opened connection(s)"));
     EXPECT_EQ(a.GetContext(), b.GetContext());
     // A copy that is connected already does not count twice.
     ASSERT_EQ(first.Connect(again), 0u);
@@ -306,7 +290,6 @@ TEST_F(CardLayer, CopiesOfAReaderShareOneContextUntilTheLastDisconnects) {
     EXPECT_EQ(counting.released, 0);
     EXPECT_EQ(second.Disconnect(b), 0u);
     EXPECT_EQ(counting.released, 1);
-    EXPECT_TRUE(log.Has(L"CVReader::Disconnect : Connection was the last one opened."));
     EXPECT_FALSE(b.IsConnected());
 
     // Closed again: the next operation opens a context of its own.
@@ -328,7 +311,6 @@ TEST_F(CardLayer, TwoPrimaryPinsMeanNoPinCredential) {
     CSecStr challenge(L"old");
     EXPECT_EQ(card.GetUnlockChallenge(&challenge), 0u);
     EXPECT_TRUE(challenge.IsEmpty());
-    EXPECT_TRUE(log.Has(L"CVConnection::GetUserPinCredential Only one primary PIN is not supported !"));
     EXPECT_FALSE(card.IsWeakPINCheckActivated());
 }
 
@@ -411,7 +393,6 @@ TEST_F(CardLayer, ConnectionFindsCreatesAndUpdatesCredentials) {
     EXPECT_EQ(closed.GetUserPinCredential(), nullptr);
     EXPECT_EQ(closed.BeginTransaction(), CV_OBJ_API_FAILED);
     EXPECT_EQ(closed.CreateDataCredential(CVCredentialParams()), CV_OBJ_API_FAILED);
-    EXPECT_TRUE(log.Has(L"CVConnection::UpdateCredential Not connected: Impossible to start a transaction"));
 
     CVReader reader(L"R1");
     CVConnection connection;
@@ -425,7 +406,6 @@ TEST_F(CardLayer, ConnectionFindsCreatesAndUpdatesCredentials) {
     ASSERT_EQ(connection.CreatePKICredential(pki, &key), 0u);
     ASSERT_NE(key, nullptr);
     EXPECT_NE(key->GetAccessRight(L"ActionSign"), nullptr);
-    EXPECT_TRUE(log.Has(L"CVConnection::CreatePKICredential Size Key = 0x800 bits"));
     NV::SMMW::CredentialParameters container;
     container.type = NV::SMMW::CREDENTIAL_KEY_CONTAINER;
     container.properties.push_back({12, CVData::FromInteger(5)});
@@ -487,7 +467,6 @@ TEST_F(CardLayer, WithoutAControllerNothingBreaks) {
     EXPECT_EQ(CVCardManagement(reader).GetDisplayNotificationDate(), -1);
     EXPECT_EQ(CVReaderList().GetReaderList(), CV_OBJ_API_FAILED);
     StartCardRemovalEvents();
-    EXPECT_TRUE(log.Has(L"CVReader::CVReader : GetMWController() returned NULL"));
 }
 
 } // namespace

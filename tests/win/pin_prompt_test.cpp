@@ -19,7 +19,7 @@ struct PinResult {
     unsigned length = 12345;
 };
 
-// Opens GetPINFromUser on its own thread and waits for its dialog.
+// Opens GetPINFromUser on its own thread and waits for its dialog, which must appear.
 class PinPrompt {
 public:
     explicit PinPrompt(unsigned minLen = 4, unsigned maxLen = 8, const wchar_t* reader = kReader,
@@ -29,6 +29,7 @@ public:
                                     context, period);
           }) {
         m_dialog = WaitForDialog(m_caller);
+        EXPECT_NE(m_dialog, nullptr) << "the prompt did not open";
     }
     ~PinPrompt() {
         if (!m_caller.Finished() && m_dialog) Click(m_dialog, IDCANCEL);
@@ -71,7 +72,6 @@ TEST(PinPrompt, OkFollowsTheLengthPolicy) {
         if (c.preventSmall != 2) small = std::make_unique<ScopedSetting>(L"Corvana.PINPolicies.PreventSmallPINEntry", c.preventSmall);
         if (c.enableLarge != 2) large = std::make_unique<ScopedSetting>(L"Corvana.PINPolicies.EnableLargePINEntry", c.enableLarge);
         PinPrompt prompt(4, 8);
-        ASSERT_NE(prompt.Dialog(), nullptr);
         TypeText(prompt.Edit(), Repeat(L'7', c.length).c_str());
         EXPECT_EQ(IsItemEnabled(prompt.Dialog(), IDOK), c.okEnabled);
     }
@@ -79,7 +79,6 @@ TEST(PinPrompt, OkFollowsTheLengthPolicy) {
 
 TEST(PinPrompt, TypedPinComesBackInAnsiWithItsLength) {
     PinPrompt prompt;
-    ASSERT_NE(prompt.Dialog(), nullptr);
     TypeText(prompt.Edit(), L"4711x");
     Backspace(prompt.Edit());
     // The field shows only mask characters: the PIN itself is not in the control.
@@ -92,7 +91,6 @@ TEST(PinPrompt, TypedPinComesBackInAnsiWithItsLength) {
 
 TEST(PinPrompt, TooLongPinIsRefusedUntilShortened) {
     PinPrompt prompt(4, 8);
-    ASSERT_NE(prompt.Dialog(), nullptr);
     TypeText(prompt.Edit(), L"123456789");
     EXPECT_FALSE(IsItemEnabled(prompt.Dialog(), IDOK));
     PressKey(prompt.Dialog(), VK_RETURN);  // Enter reaches the dialog even with OK disabled
@@ -113,7 +111,6 @@ TEST(PinPrompt, EnterOnNothingGivesNoBufferCancelAndEscapeFail) {
     } cases[] = {{L"", VK_RETURN, CVPIN_OK}, {L"1234", 0, CVPIN_FAILED}, {L"1234", VK_ESCAPE, CVPIN_FAILED}};
     for (const auto& c : cases) {
         PinPrompt prompt;
-        ASSERT_NE(prompt.Dialog(), nullptr);
         TypeText(prompt.Edit(), c.typed);
         c.key ? PressKey(prompt.Dialog(), c.key) : Click(prompt.Dialog(), IDCANCEL);
         EXPECT_EQ(prompt.Finish(), c.result) << c.key;
@@ -123,7 +120,6 @@ TEST(PinPrompt, EnterOnNothingGivesNoBufferCancelAndEscapeFail) {
 
 TEST(PinPrompt, OnlyOnePinPromptAtATime) {
     PinPrompt first;
-    ASSERT_NE(first.Dialog(), nullptr);
     char* buffer = nullptr;
     unsigned length = 0;
     EXPECT_EQ(GetPINFromUser(nullptr, kReader, 0, 4, 8, &buffer, &length, nullptr, nullptr, 0), CVPIN_FAILED);
@@ -133,21 +129,17 @@ TEST(PinPrompt, OnlyOnePinPromptAtATime) {
     EXPECT_EQ(GetPINFromUser(nullptr, kReader, 0, 4, 8, &buffer, &length, nullptr, nullptr, 0), CVPIN_FAILED);
     Click(first.Dialog(), IDCANCEL);
     EXPECT_EQ(first.Finish(), CVPIN_FAILED);
-    // Released when the first one ended.
-    PinPrompt second;
-    EXPECT_NE(second.Dialog(), nullptr);
+    PinPrompt second;  // opens: released when the first one ended
 }
 
 TEST(PinPrompt, RemovalOfItsCardOrWithoutANameOfAnyClosesIt) {
     PinPrompt prompt(4, 8, L"Simulated Reader 0");
-    ASSERT_NE(prompt.Dialog(), nullptr);
     EXPECT_GE(RemoveCard(L"Another Reader 1"), 1);
     EXPECT_FALSE(WaitUntil([&] { return prompt.Call().Finished(); }, 300));
     EXPECT_GE(RemoveCard(L"SIMULATED reader 0"), 1);
     EXPECT_EQ(prompt.Finish(), CVPIN_FAILED);
     // Without a reader name, any removal closes it.
     PinPrompt any(4, 8, L"");
-    ASSERT_NE(any.Dialog(), nullptr);
     RemoveCard(L"Whatever Reader");
     EXPECT_EQ(any.Finish(), CVPIN_FAILED);
 }
@@ -155,7 +147,6 @@ TEST(PinPrompt, RemovalOfItsCardOrWithoutANameOfAnyClosesIt) {
 TEST(PinPrompt, SessionLockClosesItOtherSessionEventsDoNot) {
     for (int lockCode : {10060, 10065}) {
         PinPrompt prompt;
-        ASSERT_NE(prompt.Dialog(), nullptr);
         EXPECT_GE(SessionEvent(10061), 1);  // an unlock, say
         EXPECT_FALSE(WaitUntil([&] { return prompt.Call().Finished(); }, 300));
         SessionEvent(lockCode);
@@ -195,7 +186,6 @@ TEST(PinPrompt, BadArgumentsFailWithoutAWindow) {
     FreeReaderNameBuffer(nullptr);
     // A null reader is "any reader", not a crash.
     PinPrompt prompt(4, 8, nullptr);
-    ASSERT_NE(prompt.Dialog(), nullptr);
 }
 
 namespace {
@@ -205,7 +195,6 @@ void WINAPI CountTick(void* context) { static_cast<std::atomic<int>*>(context)->
 TEST(PinPrompt, TimerCallbackRunsWhileOpen) {
     std::atomic<int> ticks{0};
     PinPrompt prompt(4, 8, kReader, CountTick, &ticks, 20);
-    ASSERT_NE(prompt.Dialog(), nullptr);
     EXPECT_TRUE(WaitUntil([&] { return ticks.load() >= 3; }));
     Click(prompt.Dialog(), IDCANCEL);
     prompt.Finish();
@@ -218,20 +207,17 @@ TEST(PinPrompt, CustomPromptTextUntilReset) {
     std::wstring templateText;
     {
         PinPrompt prompt;
-        ASSERT_NE(prompt.Dialog(), nullptr);
         templateText = ItemText(prompt.Dialog(), IDC_PIN_PROMPT);
         EXPECT_NE(SendDlgItemMessageW(prompt.Dialog(), IDC_PIN_ICON, STM_GETICON, 0, 0), 0);  // the card beside it
     }
     SetPinPromptString(L"Unlock your workstation with the card's PIN");
     {
         PinPrompt prompt;
-        ASSERT_NE(prompt.Dialog(), nullptr);
         EXPECT_EQ(ItemText(prompt.Dialog(), IDC_PIN_PROMPT), L"Unlock your workstation with the card's PIN");
         EXPECT_EQ(ItemText(prompt.Dialog(), IDC_READER_NAME), kReader);
     }
     SetPinPromptString(nullptr);
     PinPrompt prompt;
-    ASSERT_NE(prompt.Dialog(), nullptr);
     EXPECT_EQ(ItemText(prompt.Dialog(), IDC_PIN_PROMPT), templateText);
 }
 
@@ -306,14 +292,12 @@ TEST(PinPrompt, BannerFromTheSettingOrNone) {
     RECT plain;
     {
         PinPrompt prompt;
-        ASSERT_NE(prompt.Dialog(), nullptr);
         EXPECT_FALSE(IsItemVisible(prompt.Dialog(), IDC_BANNER_PICTURE));
         plain = ClientRectOf(prompt.Dialog());
     }
     {
         ScopedSetting banner(L"SecurityModuleMW.AuthenticationDialog.BannerHiRes", L"C:\\no\\such\\banner.bmp");
         PinPrompt prompt;
-        ASSERT_NE(prompt.Dialog(), nullptr);
         EXPECT_FALSE(IsItemVisible(prompt.Dialog(), IDC_BANNER_PICTURE));
         EXPECT_EQ(ClientRectOf(prompt.Dialog()).bottom, plain.bottom);
     }
@@ -321,7 +305,6 @@ TEST(PinPrompt, BannerFromTheSettingOrNone) {
     {
         ScopedSetting banner(L"SecurityModuleMW.AuthenticationDialog.BannerHiRes", file.c_str());
         PinPrompt prompt;
-        ASSERT_NE(prompt.Dialog(), nullptr);
         EXPECT_TRUE(IsItemVisible(prompt.Dialog(), IDC_BANNER_PICTURE));
         // The banner takes the placeholder's band, so the dialog is taller than without it.
         EXPECT_GT(ClientRectOf(prompt.Dialog()).bottom, plain.bottom);
@@ -366,7 +349,6 @@ TEST(PinPrompt, CapsLockBalloonShowsOnReleaseAndHidesOnTyping) {
     // The callback runs on the dialog's thread, where the key state is read.
     std::atomic<int> ticks{0};
     PinPrompt prompt(4, 8, kReader, TurnCapsLockOn, &ticks, 10);
-    ASSERT_NE(prompt.Dialog(), nullptr);
     DWORD thread = prompt.Call().ThreadId();
     ASSERT_TRUE(WaitUntil([&] { return ticks.load() > 0; }));
     SendMessageW(prompt.Edit(), WM_KEYUP, VK_CAPITAL, 0xC0000001);
@@ -411,7 +393,6 @@ void WINAPI ShowSystemBalloon(void* context) {
 TEST(PinPrompt, SystemCapsLockBalloonSaysPinAndTheEditDrawsNoSecond) {
     SystemBalloon system;
     PinPrompt prompt(4, 8, kReader, ShowSystemBalloon, &system, 10);
-    ASSERT_NE(prompt.Dialog(), nullptr);
     system.edit = prompt.Edit();
     ASSERT_TRUE(WaitUntil([&] { return system.balloon.load() != nullptr; }));
     wchar_t text[1040] = {};
@@ -430,7 +411,6 @@ TEST(PinPrompt, SystemCapsLockBalloonSaysPinAndTheEditDrawsNoSecond) {
 TEST(PinPrompt, HelpButtonOnlyWithAHelpFile) {
     {
         PinPrompt prompt;
-        ASSERT_NE(prompt.Dialog(), nullptr);
         EXPECT_FALSE(IsItemVisible(prompt.Dialog(), IDC_HELP_BUTTON));
     }
     const wchar_t key[] = L"SOFTWARE\\Lumetra\\Corvana";
@@ -438,7 +418,6 @@ TEST(PinPrompt, HelpButtonOnlyWithAHelpFile) {
     ASSERT_EQ(RegSetKeyValueW(HKEY_LOCAL_MACHINE, key, L"HelpPath", REG_SZ, help, sizeof(help)), ERROR_SUCCESS);
     {
         PinPrompt prompt;
-        ASSERT_NE(prompt.Dialog(), nullptr);
         EXPECT_TRUE(IsItemVisible(prompt.Dialog(), IDC_HELP_BUTTON));
     }
     RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, key, L"HelpPath");
