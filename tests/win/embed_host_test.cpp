@@ -44,32 +44,17 @@ public:
 
 private:
     static HWND WindowOf(DWORD processId) {
-        struct Search {
-            DWORD processId;
-            HWND found;
-        } search = {processId, nullptr};
-        EnumWindows(
-            [](HWND hwnd, LPARAM param) -> BOOL {
-                auto* s = reinterpret_cast<Search*>(param);
-                DWORD owner = 0;
-                GetWindowThreadProcessId(hwnd, &owner);
-                wchar_t name[64] = {};
-                GetClassNameW(hwnd, name, 64);
-                if (owner != s->processId || wcscmp(name, L"CvPinEmbedHost") != 0) return TRUE;
-                s->found = hwnd;
-                return FALSE;
-            },
-            reinterpret_cast<LPARAM>(&search));
-        return search.found;
+        for (HWND window = nullptr; (window = FindWindowExW(nullptr, window, L"CvPinEmbedHost", nullptr));) {
+            DWORD owner = 0;
+            GetWindowThreadProcessId(window, &owner);
+            if (owner == processId) return window;
+        }
+        return nullptr;
     }
 
     PROCESS_INFORMATION m_process = {};
     HWND m_window = nullptr;
 };
-
-// The program's exit codes.
-constexpr int kPinsTaken = 0;
-constexpr int kCancelled = 1;
 
 }  // namespace
 
@@ -92,10 +77,6 @@ TEST(EmbeddedChangePinHost, OkFollowsTheRulesAndTakesThePins) {
         {IDC_NEW_PIN_EDIT, L"", 1, true},
         {IDC_CURRENT_PIN_EDIT, L"", 6, false},        // the current PIN is asked for
         {IDC_CURRENT_PIN_EDIT, L"9", 0, true},
-        {IDC_NEW_PIN_EDIT, L"1234", 4, false},        // weak
-        {IDC_CONFIRM_PIN_EDIT, L"1234", 4, false},
-        {IDC_NEW_PIN_EDIT, L"1243", 4, false},
-        {IDC_CONFIRM_PIN_EDIT, L"1243", 4, true},
     };
     for (size_t i = 0; i < sizeof(steps) / sizeof(steps[0]); ++i) {
         host.Erase(steps[i].field, steps[i].erased);
@@ -104,7 +85,7 @@ TEST(EmbeddedChangePinHost, OkFollowsTheRulesAndTakesThePins) {
     }
 
     Click(host.Window(), IDOK);
-    EXPECT_EQ(host.ExitCode(), kPinsTaken);
+    EXPECT_EQ(host.ExitCode(), 0);  // the PINs taken
 }
 
 TEST(EmbeddedChangePinHost, CancelDestroysTheFormWithItsHandle) {
@@ -112,5 +93,5 @@ TEST(EmbeddedChangePinHost, CancelDestroysTheFormWithItsHandle) {
     ASSERT_NE(host.Window(), nullptr);
     host.Type(IDC_NEW_PIN_EDIT, L"2580");
     Click(host.Window(), IDCANCEL);
-    EXPECT_EQ(host.ExitCode(), kCancelled);  // not 4: the form's window went with the handle
+    EXPECT_EQ(host.ExitCode(), 1);  // cancelled; not 4: the form's window went with the handle
 }

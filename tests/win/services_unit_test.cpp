@@ -66,6 +66,8 @@ struct Listener : CVDelegateSubscriber {
     void Listen() { Subscribe(CV_EVENT_SESSION_STATE, &CV_SOURCE_SESSION_STATE); }
     void Stop() { UnSubscribe(); }
 };
+int g_opened = 0; // log file opens
+
 HWND NotificationWindow() {
     return FindWindowExW(HWND_MESSAGE, nullptr, L"Corvana.PinGui.SessionNotifications", nullptr);
 }
@@ -111,13 +113,25 @@ TEST(Settings, TypesMapToValuesOnlyTheIntegerOneIsOnAndAHostStoreOverrides) {
     EXPECT_EQ(ReadIntegerSetting(kName, 0), 3);
 }
 
-TEST(LogFile, WritesOnlyTheEnabledLevelsInTheLineFormat) {
+// A path no file system takes costs one attempt, not one per line; a corrected one is used at once.
+TEST(LogFile, WritesOnlyTheEnabledLevelsInTheLineFormatAndRetriesOnlyACorrectedPath) {
+    MapStore store;
+    store.values[L"Corvana.Logging.File"] = CVData::FromString(L"C:\\" + std::wstring(2040, L'x') + L"\\a.log");
+    store.values[L"Corvana.Logging.Levels"] = CVData::FromInteger(0x1F);
+    SetSettingsStore(&store);
+    SetLogFileOpener([](const wchar_t* path) {
+        ++g_opened;
+        return OpenLogFile(path);
+    });
+    ReloadLogSettings();
+    for (int i = 0; i < 200; ++i)
+        GUILOG(CVLOG_ERROR, L"line %d", i);
+    EXPECT_EQ(g_opened, 1);
+
     const auto dir = std::filesystem::temp_directory_path() / "cvpin-log-test";
     const auto file = dir / "new folder" / "test.log"; // the folder is made on demand
-    MapStore store;
     store.values[L"Corvana.Logging.File"] = CVData::FromString(file.wstring());
-    SetSettingsStore(&store);
-    for (int mask : {0, 0x1, 0x4, 0x1A}) {
+    for (int mask : {0x1, 0x4, 0x1A}) {
         store.values[L"Corvana.Logging.Levels"] = CVData::FromInteger(mask);
         ReloadLogSettings();
         SetLastError(ERROR_ACCESS_DENIED);
@@ -125,6 +139,7 @@ TEST(LogFile, WritesOnlyTheEnabledLevelsInTheLineFormat) {
             GUILOG(level, L"mask %x level %d \u00e9", mask, level);
     }
     EXPECT_EQ(GetLastError(), DWORD(ERROR_ACCESS_DENIED)); // callers report it next
+    EXPECT_EQ(g_opened, 6); // one per line written
     // This process, the level (again in the text), UTF-8, and CR LF at the end.
     const std::regex re(R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} )" + std::to_string(GetCurrentProcessId()) +
                         R"( \d+ NVPINGUI (\d+) mask (\w+) level \1 \xC3\xA9\r)");
@@ -135,6 +150,7 @@ TEST(LogFile, WritesOnlyTheEnabledLevelsInTheLineFormat) {
         written += m.str(2) + ":" + m.str(1) + " ";
     }
     EXPECT_EQ(written, "1:1 4:0 1a:2 1a:8 1a:16 ");
+    SetLogFileOpener(nullptr);
     SetSettingsStore(nullptr);
     ReloadLogSettings();
     std::filesystem::remove_all(dir);

@@ -63,10 +63,8 @@ ToolResult RunHelpdesk(const std::string& arguments) {
 std::string Hex(const std::vector<uint8_t>& bytes) {
     static const char kDigits[] = "0123456789ABCDEF";
     std::string text;
-    for (uint8_t b : bytes) {
-        text += kDigits[b >> 4];
-        text += kDigits[b & 15];
-    }
+    for (uint8_t b : bytes)
+        text += {kDigits[b >> 4], kDigits[b & 15]};
     return text;
 }
 
@@ -91,39 +89,36 @@ class SimModule : public ::testing::Test {
     void SetUp() override {
         module = LoadLibraryW((ProgramFolder() + L"cv.smmw.mwctl.dll").c_str());
         ASSERT_NE(module, nullptr);
-        auto get = Export<GetSMMWControllerFn>(module, "GetSMMWController");
         loadFile = Export<CvSimLoadProfileFileFn>(module, "CvSimLoadProfileFile");
         loadJson = Export<CvSimLoadProfileJsonFn>(module, "CvSimLoadProfileJson");
-        loadDefault = Export<CvSimLoadDefaultProfileFn>(module, "CvSimLoadDefaultProfile");
         pinState = Export<CvSimGetPinStateFn>(module, "CvSimGetPinState");
         pinEquals = Export<CvSimPinEqualsFn>(module, "CvSimPinEquals");
         removeCard = Export<CvSimRemoveCardFn>(module, "CvSimRemoveCard");
         lastError = Export<CvSimGetLastErrorFn>(module, "CvSimGetLastError");
-        ASSERT_TRUE(get && loadFile && loadJson && loadDefault && pinState && pinEquals && removeCard &&
-                    lastError);
+        auto get = Export<GetSMMWControllerFn>(module, "GetSMMWController");
+        ASSERT_TRUE(get && loadFile && loadJson && pinState && pinEquals && removeCard && lastError);
         controller = get();
         ASSERT_NE(controller, nullptr);
         controller->Initialize();
         ASSERT_EQ(loadFile((ProgramFolder() + L"profiles\\blocked-card.json").c_str()), CVSIM_OK);
     }
     void TearDown() override {
-        if (loadDefault) loadDefault();
-        if (module) FreeLibrary(module);
+        if (auto loadDefault = Export<CvSimLoadDefaultProfileFn>(module, "CvSimLoadDefaultProfile")) loadDefault();
+        FreeLibrary(module);
     }
-    IPinCredential* UserPin(IContext* context) { return simtest::PrimaryPin(context); }
-    IContext* Open(const wchar_t* reader) { return simtest::OpenContext(*controller, reader); }
 
     HMODULE module = nullptr;
     IController* controller = nullptr;
     CvSimLoadProfileFileFn loadFile = nullptr;
     CvSimLoadProfileJsonFn loadJson = nullptr;
-    CvSimLoadDefaultProfileFn loadDefault = nullptr;
     CvSimGetPinStateFn pinState = nullptr;
     CvSimPinEqualsFn pinEquals = nullptr;
     CvSimRemoveCardFn removeCard = nullptr;
     CvSimGetLastErrorFn lastError = nullptr;
 };
 
+// The cipher is CNG's: its answers are checked against published vectors (the native tests use
+// a stand-in). The parsing of what the user typed is checked natively too.
 TEST(SimHelpdeskTool, MatchesPublishedTripleDesVectorsAndRefusesBadInput) {
     const struct {
         const char* arguments;
@@ -133,66 +128,40 @@ TEST(SimHelpdeskTool, MatchesPublishedTripleDesVectorsAndRefusesBadInput) {
         // NIST SP 800-67, three keys: the first block of its example.
         {"5468652071756663 0123456789ABCDEF23456789ABCDEF01456789ABCDEF0123", 0, "A826 FD8C E53B 855F\r\n"},
         // Two keys (K3 = K1), typed as a user reads the challenge out.
-        {"01 23 45 67 89 AB CD E7 0123456789ABCDEFFEDCBA9876543210", 0, "7F1D 0A77 826B 8AFF\r\n"},
         {"0123-4567-89ab-cde7 0123456789abcdeffedcba9876543210", 0, "7F1D 0A77 826B 8AFF\r\n"},
         {"0123456789ABCDE7 0123456789ABCDEF", 2, "cvhelpdesk: administrator key: expected 16 or 24 bytes"},
-        {"0123456789ABCDEZ 0123456789ABCDEFFEDCBA9876543210", 2, "cvhelpdesk: challenge: character 16"},
         {"0123456789ABCDE7", 2, "cvhelpdesk: expected a challenge and an administrator key"},
     };
     for (const auto& row : rows) {
+        SCOPED_TRACE(row.arguments);
         const ToolResult result = RunHelpdesk(row.arguments);
-        EXPECT_EQ(result.exitCode, row.exitCode) << row.arguments;
+        EXPECT_EQ(result.exitCode, row.exitCode);
         // Answers are the whole output (a text-mode line); errors start with the reason.
-        if (row.exitCode == 0) {
-            EXPECT_EQ(result.output, row.output) << row.arguments;
-        } else {
-            EXPECT_EQ(result.output.find(row.output), 0u) << row.arguments << " -> " << result.output;
-        }
+        EXPECT_EQ(result.output.find(row.output), 0u) << result.output;
+        EXPECT_TRUE(row.exitCode || result.output == row.output) << result.output;
     }
 }
 
-TEST_F(SimModule, HelpdeskResponseUnblocksAndAWrongOneCostsATry) {
-    IContext* context = Open(kUnblockable);
-    IPinCredential* pin = UserPin(context);
+TEST_F(SimModule, TheHelpdeskResponseUnblocksThePinWithTheNewOne) {
+    IContext* context = simtest::OpenContext(*controller, kUnblockable);
+    IPinCredential* pin = simtest::PrimaryPin(context);
     ASSERT_NE(pin, nullptr);
-    CSMMWAccessControlRight* right = pin->GetAccessRight(L"ActionUnblock");
-    ASSERT_TRUE(right && right->IsAuthenticable());
-
-    std::vector<uint8_t> challenge = pin->GetUnblockChallenge();
-    ASSERT_EQ(challenge.size(), 8u);
-    // A response for the wrong key.
-    ToolResult wrong = RunHelpdesk(Hex(challenge) + " 0123456789ABCDEFFEDCBA9876543210");
-    ASSERT_EQ(wrong.exitCode, 0u);
-    EXPECT_EQ(CodeOf([&] { pin->Unblock(Bytes(wrong.output), L"7654321", 0); }), SMMW_E_WRONG_CODE);
-    unsigned triesLeft = 99, maxTries = 0;
-    int blocked = 0;
-    ASSERT_EQ(pinState(kUnblockable, &triesLeft, &maxTries, &blocked), CVSIM_OK);
-    EXPECT_EQ(triesLeft, 0u);
-    EXPECT_EQ(blocked, 1);
-
-    challenge = pin->GetUnblockChallenge();
-    const ToolResult answer = RunHelpdesk(Hex(challenge) + " " + kAdminKey);
+    const ToolResult answer = RunHelpdesk(Hex(pin->GetUnblockChallenge()) + " " + kAdminKey);
     ASSERT_EQ(answer.exitCode, 0u) << answer.output;
     EXPECT_EQ(CodeOf([&] { pin->Unblock(Bytes(answer.output), L"7654321", 0); }), 0u);
     EXPECT_EQ(pinEquals(kUnblockable, L"7654321"), CVSIM_OK);
     EXPECT_EQ(pinEquals(kUnblockable, L"246810"), CVSIM_E_NO_MATCH);
+    unsigned triesLeft = 99, maxTries = 0;
+    int blocked = 1;
     ASSERT_EQ(pinState(kUnblockable, &triesLeft, &maxTries, &blocked), CVSIM_OK);
     EXPECT_EQ(triesLeft, 3u);
     EXPECT_EQ(blocked, 0);
+    // A wrong response is refused across the module's boundary with its code.
+    EXPECT_EQ(CodeOf([&] { pin->Unblock(Bytes(answer.output), L"7654321", 0); }), SMMW_E_WRONG_CODE);
     controller->ReleaseContext(context);
 }
 
-class CountingSink : public IReaderEventSink {
-  public:
-    void OnReaderEvent(ReaderEventKind kind, const wchar_t* reader) override {
-        if (kind == READER_EVENT_CARD_REMOVED && std::wstring(reader) == kUnblockable) ++removals;
-        thread = GetCurrentThreadId();
-    }
-    int removals = 0;
-    DWORD thread = 0;
-};
-
-TEST_F(SimModule, ControlFunctionsAreNullSafeAndRemovalReachesSinksAndContexts) {
+TEST_F(SimModule, ControlFunctionsAreNullSafeAndARefusedProfileKeepsTheCards) {
     EXPECT_EQ(removeCard(nullptr), CVSIM_E_INVALID_ARGUMENT);
     EXPECT_EQ(pinEquals(kUnblockable, nullptr), CVSIM_E_INVALID_ARGUMENT);
     EXPECT_EQ(pinState(nullptr, nullptr, nullptr, nullptr), CVSIM_E_INVALID_ARGUMENT);
@@ -200,7 +169,6 @@ TEST_F(SimModule, ControlFunctionsAreNullSafeAndRemovalReachesSinksAndContexts) 
     EXPECT_EQ(loadJson(nullptr), CVSIM_E_INVALID_ARGUMENT);
     EXPECT_EQ(loadFile(nullptr), CVSIM_E_INVALID_ARGUMENT);
 
-    // A refused profile keeps the cards and says why.
     EXPECT_EQ(loadJson(R"({"readers":[{"name":"R","card":{"serial":"01","type":"smart"}}]})"),
               CVSIM_E_PROFILE);
     unsigned needed = 0;
@@ -210,18 +178,8 @@ TEST_F(SimModule, ControlFunctionsAreNullSafeAndRemovalReachesSinksAndContexts) 
     EXPECT_EQ(lastError(text, 4, nullptr), CVSIM_E_BUFFER_TOO_SMALL);
     EXPECT_EQ(wcslen(text), 3u);
     EXPECT_EQ(pinState(kUnblockable, nullptr, nullptr, nullptr), CVSIM_OK);
-
-    CountingSink sink;
-    controller->Subscribe(&sink);
-    IContext* context = Open(kUnblockable);
-    ASSERT_EQ(removeCard(kUnblockable), CVSIM_OK);
+    EXPECT_EQ(removeCard(kUnblockable), CVSIM_OK);
     EXPECT_EQ(removeCard(kUnblockable), CVSIM_E_UNCHANGED);
-    controller->Unsubscribe(&sink);
-    EXPECT_EQ(sink.removals, 1);
-    EXPECT_EQ(sink.thread, GetCurrentThreadId());
-    CVData serial;
-    EXPECT_EQ(CodeOf([&] { context->GetCard()->GetProperty(0, serial); }), SMMW_E_CARD_REMOVED);
-    controller->ReleaseContext(context);
 }
 
 } // namespace
