@@ -5,48 +5,25 @@
 #include <string>
 #include "cvpingui.h"
 
-namespace {
-
-std::wstring ExeFolder() {
-    wchar_t path[MAX_PATH];
-    GetModuleFileNameW(nullptr, path, MAX_PATH);
-    std::wstring s(path);
-    return s.substr(0, s.find_last_of(L"\\/"));
-}
-
-class WithoutResources : public testing::Test {
-protected:
-    void SetUp() override {
-        wchar_t temp[MAX_PATH];
-        GetTempPathW(MAX_PATH, temp);
-        m_folder = std::wstring(temp) + L"cvpin-no-resources-" + std::to_wstring(GetCurrentProcessId());
-        CreateDirectoryW(m_folder.c_str(), nullptr);
-        m_dll = m_folder + L"\\cv.corvana.gui.pin.dll";
-        ASSERT_TRUE(CopyFileW((ExeFolder() + L"\\cv.corvana.gui.pin.dll").c_str(), m_dll.c_str(), FALSE));
-        m_module = LoadLibraryW(m_dll.c_str());
-        ASSERT_NE(m_module, nullptr);
-    }
-    void TearDown() override {
-        if (m_module) FreeLibrary(m_module);
-        DeleteFileW(m_dll.c_str());
-        RemoveDirectoryW(m_folder.c_str());
-    }
-    template <class F>
-    F Get(const char* name) {
-        return reinterpret_cast<F>(GetProcAddress(m_module, name));
-    }
-    std::wstring m_folder, m_dll;
-    HMODULE m_module = nullptr;
-};
-
-}  // namespace
-
-TEST_F(WithoutResources, EveryPromptFailsAtOnce) {
-    auto getPin = Get<decltype(&GetPINFromUser)>("GetPINFromUser");
-    auto keyPad = Get<decltype(&ShowKeyPadPrompt)>("ShowKeyPadPrompt");
-    auto keyPadChange = Get<decltype(&ShowKeyPadChgPinPrompt)>("ShowKeyPadChgPinPrompt");
-    auto pinAlways = Get<decltype(&ShowPINAlwaysPrompt)>("ShowPINAlwaysPrompt");
-    auto errorString = Get<decltype(&GetErrorString)>("GetErrorString");
+TEST(WithoutResources, EveryPromptFailsAtOnce) {
+    // A copy of the library in a folder of its own, without its Resources folder.
+    wchar_t exe[MAX_PATH], temp[MAX_PATH];
+    GetModuleFileNameW(nullptr, exe, MAX_PATH);
+    GetTempPathW(MAX_PATH, temp);
+    std::wstring original(exe);
+    original.replace(original.find_last_of(L"\\/") + 1, std::wstring::npos, L"cv.corvana.gui.pin.dll");
+    const std::wstring folder = std::wstring(temp) + L"cvpin-no-resources-" + std::to_wstring(GetCurrentProcessId());
+    const std::wstring dll = folder + L"\\cv.corvana.gui.pin.dll";
+    CreateDirectoryW(folder.c_str(), nullptr);
+    ASSERT_TRUE(CopyFileW(original.c_str(), dll.c_str(), FALSE));
+    HMODULE module = LoadLibraryW(dll.c_str());
+    ASSERT_NE(module, nullptr);
+    auto get = [module](const char* name) { return reinterpret_cast<void*>(GetProcAddress(module, name)); };
+    auto getPin = reinterpret_cast<decltype(&GetPINFromUser)>(get("GetPINFromUser"));
+    auto keyPad = reinterpret_cast<decltype(&ShowKeyPadPrompt)>(get("ShowKeyPadPrompt"));
+    auto keyPadChange = reinterpret_cast<decltype(&ShowKeyPadChgPinPrompt)>(get("ShowKeyPadChgPinPrompt"));
+    auto pinAlways = reinterpret_cast<decltype(&ShowPINAlwaysPrompt)>(get("ShowPINAlwaysPrompt"));
+    auto errorString = reinterpret_cast<decltype(&GetErrorString)>(get("GetErrorString"));
     ASSERT_TRUE(getPin && keyPad && keyPadChange && pinAlways && errorString);
 
     char* buffer = reinterpret_cast<char*>(1);
@@ -60,4 +37,8 @@ TEST_F(WithoutResources, EveryPromptFailsAtOnce) {
     EXPECT_EQ(getPin(nullptr, L"Reader", 0, 4, 8, &buffer, &length, nullptr, nullptr, 0), CVPIN_FAILED);
     ASSERT_NE(errorString(1), nullptr);
     EXPECT_STREQ(errorString(1), L"");
+
+    FreeLibrary(module);
+    DeleteFileW(dll.c_str());
+    RemoveDirectoryW(folder.c_str());
 }

@@ -19,17 +19,14 @@ inline int RunSelfChild(const std::wstring& gtestFilter, DWORD watchdogMs) {
         return -2;
     CloseHandle(process.hThread);
     const ULONGLONG end = GetTickCount64() + watchdogMs;
-    bool ended = false;
-    for (ULONGLONG now; !ended && (now = GetTickCount64()) < end;) {
-        ended = MsgWaitForMultipleObjects(1, &process.hProcess, FALSE, static_cast<DWORD>(end - now),
-                                          QS_ALLINPUT) == WAIT_OBJECT_0;
-        MSG msg;
-        while (PeekMessageW(&msg, nullptr, 0, 0, PM_REMOVE)) DispatchMessageW(&msg);
-    }
     DWORD code = static_cast<DWORD>(-1);
-    if (ended) {
-        GetExitCodeProcess(process.hProcess, &code);
-    } else {
+    for (ULONGLONG now; code == static_cast<DWORD>(-1) && (now = GetTickCount64()) < end;) {
+        if (MsgWaitForMultipleObjects(1, &process.hProcess, FALSE, static_cast<DWORD>(end - now), QS_ALLINPUT) ==
+            WAIT_OBJECT_0)
+            GetExitCodeProcess(process.hProcess, &code);
+        for (MSG msg; PeekMessageW(&msg, nullptr, 0, 0, PM_REMOVE);) DispatchMessageW(&msg);
+    }
+    if (code == static_cast<DWORD>(-1)) {
         TerminateProcess(process.hProcess, code);
         WaitForSingleObject(process.hProcess, INFINITE);
     }

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
+#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -25,38 +26,20 @@ std::wstring ProgramFolder() {
 }
 
 struct ToolResult {
-    DWORD exitCode = 0xFFFFFFFF;
+    int exitCode = -1;
     std::string output; // stdout and stderr
 };
 
 ToolResult RunHelpdesk(const std::string& arguments) {
     ToolResult result;
-    SECURITY_ATTRIBUTES inherit{sizeof inherit, nullptr, TRUE};
-    HANDLE readEnd = nullptr, writeEnd = nullptr;
-    if (!CreatePipe(&readEnd, &writeEnd, &inherit, 0)) return result;
-    SetHandleInformation(readEnd, HANDLE_FLAG_INHERIT, 0);
-    STARTUPINFOW startup{};
-    startup.cb = sizeof startup;
-    startup.dwFlags = STARTF_USESTDHANDLES;
-    startup.hStdOutput = startup.hStdError = writeEnd;
-    startup.hStdInput = GetStdHandle(STD_INPUT_HANDLE);
-    std::wstring command =
-        L"\"" + ProgramFolder() + L"cvhelpdesk.exe\" " + std::wstring(arguments.begin(), arguments.end());
-    PROCESS_INFORMATION process{};
-    const BOOL started = CreateProcessW(nullptr, &command[0], nullptr, nullptr, TRUE, CREATE_NO_WINDOW,
-                                        nullptr, nullptr, &startup, &process);
-    CloseHandle(writeEnd);
-    if (started) {
+    const std::wstring command = L"\"\"" + ProgramFolder() + L"cvhelpdesk.exe\" " +
+                                 std::wstring(arguments.begin(), arguments.end()) + L" 2>&1\"";
+    if (FILE* pipe = _wpopen(command.c_str(), L"rb")) {
         char buffer[256];
-        DWORD read = 0;
-        while (ReadFile(readEnd, buffer, sizeof buffer, &read, nullptr) && read > 0)
+        for (size_t read; (read = fread(buffer, 1, sizeof buffer, pipe)) > 0;)
             result.output.append(buffer, read);
-        WaitForSingleObject(process.hProcess, 30000);
-        GetExitCodeProcess(process.hProcess, &result.exitCode);
-        CloseHandle(process.hThread);
-        CloseHandle(process.hProcess);
+        result.exitCode = _pclose(pipe);
     }
-    CloseHandle(readEnd);
     return result;
 }
 
@@ -122,7 +105,7 @@ class SimModule : public ::testing::Test {
 TEST(SimHelpdeskTool, MatchesPublishedTripleDesVectorsAndRefusesBadInput) {
     const struct {
         const char* arguments;
-        DWORD exitCode;
+        int exitCode;
         const char* output;
     } rows[] = {
         // NIST SP 800-67, three keys: the first block of its example.
@@ -147,7 +130,7 @@ TEST_F(SimModule, TheHelpdeskResponseUnblocksThePinWithTheNewOne) {
     IPinCredential* pin = simtest::PrimaryPin(context);
     ASSERT_NE(pin, nullptr);
     const ToolResult answer = RunHelpdesk(Hex(pin->GetUnblockChallenge()) + " " + kAdminKey);
-    ASSERT_EQ(answer.exitCode, 0u) << answer.output;
+    ASSERT_EQ(answer.exitCode, 0) << answer.output;
     EXPECT_EQ(CodeOf([&] { pin->Unblock(Bytes(answer.output), L"7654321", 0); }), 0u);
     EXPECT_EQ(pinEquals(kUnblockable, L"7654321"), CVSIM_OK);
     EXPECT_EQ(pinEquals(kUnblockable, L"246810"), CVSIM_E_NO_MATCH);
