@@ -1,5 +1,5 @@
 // The dialog framework: the secure edit (the platform edit never sees a real character) and
-// the modal dialog machinery (results, failures, parent handling), driven as a user would.
+// the modal dialog machinery (results, failures), driven as a user would.
 #include <gtest/gtest.h>
 #include <windows.h>
 
@@ -166,13 +166,12 @@ TEST_F(SecureEditTest, DestroyingTheWindowWipesTheTextAndLettingGoKeepsEveryOthe
     }
 }
 
-constexpr UINT kEndWith = WM_APP + 1; // ends the dialog with wParam
-constexpr UINT kThrow = WM_APP + 2;
+constexpr UINT kThrow = WM_APP + 1;
 
 class TestDialog : public fw::Dialog {
   public:
     // The templates come from the test program itself.
-    explicit TestDialog(HWND parent = nullptr, UINT id = kDialogId) : fw::Dialog(id, parent) {
+    explicit TestDialog(UINT id = kDialogId) : fw::Dialog(id, nullptr) {
         fw::SetResourceModule(GetModuleHandleW(nullptr));
     }
     CSecStr pin;
@@ -191,10 +190,9 @@ class TestDialog : public fw::Dialog {
         BindControl(dx, kEditId, edit);
         fw::DDX_Text(dx, kEditId, pin);
     }
-    bool OnMessage(UINT message, WPARAM wParam, LPARAM, LRESULT&) override {
+    bool OnMessage(UINT message, WPARAM, LPARAM, LRESULT&) override {
         if (message == kThrow) throw std::runtime_error("handler failed");
-        if (message == kEndWith) EndDialog(static_cast<INT_PTR>(wParam));
-        return message == kEndWith;
+        return false;
     }
 };
 
@@ -220,7 +218,6 @@ TEST(Dialog, ResultIsWhatEndedTheDialogAndOnlyOkSavesThePin) {
         std::function<void(HWND)> end;
         INT_PTR expected;
     } cases[] = {
-        {"EndDialog", [](HWND d) { SendMessageW(d, kEndWith, 42, 0); }, 42},
         {"OK button", [](HWND d) { SendMessageW(GetDlgItem(d, IDOK), BM_CLICK, 0, 0); }, IDOK},
         {"Cancel button", [](HWND d) { SendMessageW(GetDlgItem(d, IDCANCEL), BM_CLICK, 0, 0); }, IDCANCEL},
         {"close box", [](HWND d) { SendMessageW(d, WM_CLOSE, 0, 0); }, IDCANCEL},
@@ -244,7 +241,7 @@ TEST(Dialog, ResultIsWhatEndedTheDialogAndOnlyOkSavesThePin) {
 }
 
 TEST(Dialog, FailuresEndWithMinusOne) {
-    TestDialog missing(nullptr, 999);
+    TestDialog missing(999);
     EXPECT_EQ(-1, missing.DoModal());
     TestDialog throwing;
     throwing.throwInInit = true;

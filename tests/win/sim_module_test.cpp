@@ -4,6 +4,8 @@
 #include <windows.h>
 
 #include <cstdio>
+#include <filesystem>
+#include <fstream>
 #include <string>
 #include <vector>
 
@@ -66,6 +68,25 @@ template <class F> F Export(HMODULE module, const char* name) {
 }
 
 using simtest::CodeOf;
+
+// The module starts with the profile named by CV_SIM_PROFILE: one nested beyond any stack is
+// refused and the built-in profile kept (the parser's limit itself is checked natively).
+TEST(SimModuleStart, ADeeplyNestedProfileInTheEnvironmentIsRefused) {
+    const auto path = std::filesystem::temp_directory_path() / "cvpin-deep-profile.json";
+    std::ofstream(path, std::ios::binary) << R"({"readers":[{"name":"R","description":)"
+                                          << std::string(200000, '[') << std::string(200000, ']') << "}]}";
+    SetEnvironmentVariableW(L"CV_SIM_PROFILE", path.c_str());
+    HMODULE module = LoadLibraryW((ProgramFolder() + L"cv.smmw.mwctl.dll").c_str());
+    ASSERT_NE(module, nullptr);
+    auto pinState = Export<CvSimGetPinStateFn>(module, "CvSimGetPinState");
+    EXPECT_EQ(pinState(L"Corvana Simulated Reader 0", nullptr, nullptr, nullptr), CVSIM_OK); // starts the module
+    wchar_t text[1024] = {};
+    Export<CvSimGetLastErrorFn>(module, "CvSimGetLastError")(text, 1024, nullptr);
+    EXPECT_NE(wcsstr(text, L"nested more than"), nullptr) << text;
+    FreeLibrary(module);
+    SetEnvironmentVariableW(L"CV_SIM_PROFILE", nullptr);
+    std::filesystem::remove(path);
+}
 
 class SimModule : public ::testing::Test {
   protected:
