@@ -31,29 +31,21 @@ const char kProfile[] = R"({"readers": [
 const wchar_t kDateVariable[] = L"CARD_LAYER_TEST_DATE";
 const wchar_t kDateStore[] = L"Software\\Lumetra\\Corvana\\DataCache\\{DE7C1351-5982-43b3-AB97-74D3FCACF684}";
 
-struct SimControls {
-    CvSimLoadProfileJsonFn loadJson = nullptr;
-    CvSimRemoveCardFn removeCard = nullptr;
-    CvSimInsertCardFn insertCard = nullptr;
-};
+template <class F> F Export(HMODULE module, const char* name) {
+    return module ? reinterpret_cast<F>(reinterpret_cast<void*>(GetProcAddress(module, name))) : nullptr;
+}
 
-// The controller the layer loaded from bin/, and the simulator's control functions in it.
-bool LoadSimulator(SimControls& controls) {
-    if (!GetMWController()) return false;
-    HMODULE module = GetModuleHandleW(L"cv.smmw.mwctl.dll");
-    if (!module) return false;
-    auto get = [module](const char* name) { return reinterpret_cast<void*>(GetProcAddress(module, name)); };
-    controls.loadJson = reinterpret_cast<CvSimLoadProfileJsonFn>(get("CvSimLoadProfileJson"));
-    controls.removeCard = reinterpret_cast<CvSimRemoveCardFn>(get("CvSimRemoveCard"));
-    controls.insertCard = reinterpret_cast<CvSimInsertCardFn>(get("CvSimInsertCard"));
-    return controls.loadJson && controls.removeCard && controls.insertCard &&
-           controls.loadJson(kProfile) == CVSIM_OK;
+// The module the layer loaded from bin/, given this test's profile; null when either failed.
+HMODULE LoadSimulator() {
+    HMODULE module = GetMWController() ? GetModuleHandleW(L"cv.smmw.mwctl.dll") : nullptr;
+    auto loadJson = Export<CvSimLoadProfileJsonFn>(module, "CvSimLoadProfileJson");
+    return loadJson && loadJson(kProfile) == CVSIM_OK ? module : nullptr;
 }
 
 class CardLayerWin : public ::testing::Test {
   protected:
-    void SetUp() override { ASSERT_TRUE(LoadSimulator(sim)) << "bin\\cv.smmw.mwctl.dll or its control functions"; }
-    SimControls sim;
+    void SetUp() override { ASSERT_NE(sim = LoadSimulator(), nullptr) << "bin\\cv.smmw.mwctl.dll or its profile"; }
+    HMODULE sim = nullptr;
 };
 
 // Mapped as resources, not loaded as modules of the process; a second start changes nothing.
@@ -95,8 +87,7 @@ TEST_F(CardLayerWin, DisplayDateIsKeptPerCardAcrossProcesses) {
 TEST(CardLayerWinChild, DISABLED_WritesTheDateOfTheFirstCard) {
     wchar_t value[32] = {};
     if (!GetEnvironmentVariableW(kDateVariable, value, 32)) GTEST_SKIP() << "run by another test";
-    SimControls sim;
-    ASSERT_TRUE(LoadSimulator(sim));
+    ASSERT_NE(LoadSimulator(), nullptr);
     CVCardManagement(CVReader(kReader1)).SetDisplayNotificationDate(_wtoi64(value));
 }
 
@@ -115,10 +106,13 @@ TEST_F(CardLayerWin, ACardRemovedInTheModuleReachesTheEventBus) {
     {
         // The bus's first card-removal subscriber makes the layer listen to the module.
         RemovalWatcher watcher;
-        ASSERT_EQ(sim.removeCard(kReader2), CVSIM_OK);
+        auto removeCard = Export<CvSimRemoveCardFn>(sim, "CvSimRemoveCard");
+        auto insertCard = Export<CvSimInsertCardFn>(sim, "CvSimInsertCard");
+        ASSERT_TRUE(removeCard && insertCard);
+        ASSERT_EQ(removeCard(kReader2), CVSIM_OK);
         // The module tells its sinks on the thread that removed the card: no waiting needed.
         EXPECT_EQ(watcher.readers, std::vector<std::wstring>{kReader2});
-        ASSERT_EQ(sim.insertCard(kReader2), CVSIM_OK);
+        ASSERT_EQ(insertCard(kReader2), CVSIM_OK);
         EXPECT_EQ(watcher.readers.size(), 1u);
     }
     RemoveBuiltInEventSources();
