@@ -4,12 +4,13 @@
 #include <inspectable.h>
 #include <roapi.h>
 #include <winstring.h>
+#include <wrl/client.h>
 
 #include <atomic>
-#include <new>
 #include <string>
+#include <utility>
 
-namespace {
+using Microsoft::WRL::ComPtr;
 
 // The few WinRT interfaces a toast needs; mingw-w64 has no header for them. Each declares its
 // methods in the order of the system's IDL, up to the last one called here.
@@ -25,21 +26,23 @@ struct IToastNotificationManagerStatics : IInspectable {
     virtual HRESULT STDMETHODCALLTYPE CreateToastNotifierWithId(HSTRING applicationId, IToastNotifier** notifier) = 0;
 };
 
+struct IXmlDocument : IInspectable {};  // Windows.Data.Xml.Dom; only passed on
+
 struct IToastNotificationFactory : IInspectable {
-    // content is a Windows.Data.Xml.Dom.IXmlDocument.
-    virtual HRESULT STDMETHODCALLTYPE CreateToastNotification(IInspectable* content, IToastNotification** toast) = 0;
+    virtual HRESULT STDMETHODCALLTYPE CreateToastNotification(IXmlDocument* content, IToastNotification** toast) = 0;
 };
 
 struct IXmlDocumentIO : IInspectable {
     virtual HRESULT STDMETHODCALLTYPE LoadXml(HSTRING xml) = 0;
 };
 
-const IID kIidToastNotificationManagerStatics = {
-    0x50ac103f, 0xd235, 0x4598, {0xbb, 0xef, 0x98, 0xfe, 0x4d, 0x1a, 0x3a, 0xd4}};
-const IID kIidToastNotificationFactory = {
-    0x04124b20, 0x82c6, 0x4229, {0xb1, 0x09, 0xfd, 0x9e, 0xd4, 0x66, 0x2b, 0x53}};
-const IID kIidXmlDocument = {0xf7f3a506, 0x1e87, 0x42d6, {0xbc, 0xfb, 0xb8, 0xc8, 0x09, 0xfa, 0x54, 0x94}};
-const IID kIidXmlDocumentIO = {0x6cd0e74e, 0xee65, 0x4489, {0x9e, 0xbf, 0xca, 0x43, 0xe8, 0x7b, 0xa6, 0x37}};
+__CRT_UUID_DECL(IToastNotificationManagerStatics, 0x50ac103f, 0xd235, 0x4598, 0xbb, 0xef, 0x98, 0xfe, 0x4d, 0x1a,
+                0x3a, 0xd4)
+__CRT_UUID_DECL(IToastNotificationFactory, 0x04124b20, 0x82c6, 0x4229, 0xb1, 0x09, 0xfd, 0x9e, 0xd4, 0x66, 0x2b, 0x53)
+__CRT_UUID_DECL(IXmlDocument, 0xf7f3a506, 0x1e87, 0x42d6, 0xbc, 0xfb, 0xb8, 0xc8, 0x09, 0xfa, 0x54, 0x94)
+__CRT_UUID_DECL(IXmlDocumentIO, 0x6cd0e74e, 0xee65, 0x4489, 0x9e, 0xbf, 0xca, 0x43, 0xe8, 0x7b, 0xa6, 0x37)
+
+namespace {
 
 const wchar_t kToastManagerClass[] = L"Windows.UI.Notifications.ToastNotificationManager";
 const wchar_t kToastClass[] = L"Windows.UI.Notifications.ToastNotification";
@@ -59,29 +62,6 @@ template <class Function> bool Bind(HMODULE module, const char* name, Function& 
     return function != nullptr;
 }
 
-// An owned reference; released when it goes out of scope.
-template <class T> class Ref {
-public:
-    Ref() = default;
-    Ref(const Ref&) = delete;
-    Ref& operator=(const Ref&) = delete;
-    ~Ref() {
-        if (m_p) m_p->Release();
-    }
-    T* operator->() const { return m_p; }
-    T* get() const { return m_p; }
-    T** put() { return &m_p; }
-    void** putVoid() { return reinterpret_cast<void**>(&m_p); }
-    T* detach() {
-        T* p = m_p;
-        m_p = nullptr;
-        return p;
-    }
-
-private:
-    T* m_p = nullptr;
-};
-
 // An owned HSTRING; null (the empty string) when it could not be made.
 class HString {
 public:
@@ -100,9 +80,9 @@ private:
     HSTRING m_h = nullptr;
 };
 
-// The toast manager's factory answers only where the system has toasts for desktop programs.
-// The process keeps a multithreaded apartment while it does, so that toasts work from threads
-// that never initialised COM and their objects outlive whatever apartment the caller's thread has.
+// The toast manager's factory answers only where the system has toasts for desktop programs. Where
+// it does, the process keeps a multithreaded apartment for good, so that a toast can be raised
+// from a thread that never initialised COM (this library initialises it nowhere).
 bool Probe(WinRT& rt) {
     HMODULE combase = LoadLibraryExW(L"combase.dll", nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32);
     decltype(&CoIncrementMTAUsage) incrementMta = nullptr;
@@ -115,11 +95,9 @@ bool Probe(WinRT& rt) {
         return false;
     CO_MTA_USAGE_COOKIE mta = nullptr;
     if (FAILED(incrementMta(&mta))) return false;
-    Ref<IToastNotificationManagerStatics> statics;
+    ComPtr<IToastNotificationManagerStatics> statics;
     HString name(rt, kToastManagerClass);
-    if (name.get() && SUCCEEDED(rt.getActivationFactory(name.get(), kIidToastNotificationManagerStatics,
-                                                        statics.putVoid())))
-        return true;
+    if (name.get() && SUCCEEDED(rt.getActivationFactory(name.get(), IID_PPV_ARGS(&statics)))) return true;
     decrementMta(mta);
     return false;
 }
@@ -148,60 +126,50 @@ std::wstring XmlEscaped(const wchar_t* text) {
 
 class CWinRTToast : public CToastManager {
 public:
-    CWinRTToast(IToastNotifier* notifier, IToastNotification* toast) : m_notifier(notifier), m_toast(toast) {}
-    ~CWinRTToast() override {
-        m_toast->Release();
-        m_notifier->Release();
-    }
+    CWinRTToast(ComPtr<IToastNotifier> notifier, ComPtr<IToastNotification> toast)
+        : m_notifier(std::move(notifier)), m_toast(std::move(toast)) {}
     bool Show(int* shown) override {
-        const HRESULT hr = m_notifier->Show(m_toast);
+        const HRESULT hr = m_notifier->Show(m_toast.Get());
         if (shown) *shown = hr;
         m_raised = SUCCEEDED(hr);
         return m_raised;
     }
     void Hide() override {
-        if (m_raised) m_notifier->Hide(m_toast);
+        if (m_raised) m_notifier->Hide(m_toast.Get());
         m_raised = false;
     }
 
 private:
-    IToastNotifier* m_notifier;
-    IToastNotification* m_toast;
+    ComPtr<IToastNotifier> m_notifier;
+    ComPtr<IToastNotification> m_toast;
     bool m_raised = false;
 };
 
 CToastManager* CreateWinRTToast(const WinRT& rt, const wchar_t* title, const wchar_t* text) {
-    Ref<IToastNotificationManagerStatics> statics;
-    Ref<IToastNotifier> notifier;
+    ComPtr<IToastNotificationManagerStatics> statics;
+    ComPtr<IToastNotifier> notifier;
     HString managerClass(rt, kToastManagerClass), applicationId(rt, kApplicationId);
-    if (FAILED(rt.getActivationFactory(managerClass.get(), kIidToastNotificationManagerStatics, statics.putVoid())) ||
-        FAILED(statics->CreateToastNotifierWithId(applicationId.get(), notifier.put())))
+    if (FAILED(rt.getActivationFactory(managerClass.get(), IID_PPV_ARGS(&statics))) ||
+        FAILED(statics->CreateToastNotifierWithId(applicationId.get(), &notifier)))
         return nullptr;
 
-    Ref<IInspectable> instance;
-    Ref<IXmlDocumentIO> loader;
-    Ref<IInspectable> document;
+    ComPtr<IInspectable> instance;
+    ComPtr<IXmlDocumentIO> loader;
+    ComPtr<IXmlDocument> document;
     HString documentClass(rt, kXmlDocumentClass);
     HString xml(rt, L"<toast><visual><binding template=\"ToastGeneric\"><text>" + XmlEscaped(title) +
                         L"</text><text>" + XmlEscaped(text) + L"</text></binding></visual></toast>");
-    if (!xml.get() || FAILED(rt.activateInstance(documentClass.get(), instance.put())) ||
-        FAILED(instance->QueryInterface(kIidXmlDocumentIO, loader.putVoid())) || FAILED(loader->LoadXml(xml.get())) ||
-        FAILED(instance->QueryInterface(kIidXmlDocument, document.putVoid())))
+    if (!xml.get() || FAILED(rt.activateInstance(documentClass.get(), &instance)) || FAILED(instance.As(&loader)) ||
+        FAILED(loader->LoadXml(xml.get())) || FAILED(instance.As(&document)))
         return nullptr;
 
-    Ref<IToastNotificationFactory> factory;
-    Ref<IToastNotification> toast;
+    ComPtr<IToastNotificationFactory> factory;
+    ComPtr<IToastNotification> toast;
     HString toastClass(rt, kToastClass);
-    if (FAILED(rt.getActivationFactory(toastClass.get(), kIidToastNotificationFactory, factory.putVoid())) ||
-        FAILED(factory->CreateToastNotification(document.get(), toast.put())))
+    if (FAILED(rt.getActivationFactory(toastClass.get(), IID_PPV_ARGS(&factory))) ||
+        FAILED(factory->CreateToastNotification(document.Get(), &toast)))
         return nullptr;
-
-    auto* manager = new (std::nothrow) CWinRTToast(notifier.get(), toast.get());
-    if (manager) {
-        notifier.detach();
-        toast.detach();
-    }
-    return manager;
+    return new CWinRTToast(std::move(notifier), std::move(toast));
 }
 
 std::atomic<ToastSink> g_sink{nullptr};
