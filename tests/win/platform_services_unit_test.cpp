@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
-#include <iterator>
 #include <string>
 #include <thread>
 #include <vector>
