@@ -157,6 +157,19 @@ int WINAPI CVPinGuiPublishEvent(int eventId, const GUID* source, int code, const
 typedef int(WINAPI* CVPinGuiSessionStateProvider)(unsigned* state);
 void WINAPI CVPinGuiSetSessionStateProvider(CVPinGuiSessionStateProvider provider);
 
+/* Replaces the library's toasts (Windows' own, where the system has them). The provider raises a
+ * toast with this title and text, returns nonzero when it did, and may write its show result to
+ * *shown (never NULL). Installed, every toast goes to it; NULL restores the built-in toasts. */
+typedef int(WINAPI* CVPinGuiToastProvider)(const wchar_t* title, const wchar_t* text, int* shown);
+void WINAPI CVPinGuiSetToastProvider(CVPinGuiToastProvider raise);
+
+/* Replaces the library's answer to "where is the user": 1 on the interactive desktop, 2 on
+ * another input desktop (secure desktop, Winlogon), 3 in an app container. Where it is not 1, the
+ * library also raises a toast asking the user to switch to the desktop. NULL restores the
+ * built-in answer (from the input desktop and the process token). */
+typedef int(WINAPI* CVPinGuiUiModeProvider)(void);
+void WINAPI CVPinGuiSetUiModeProvider(CVPinGuiUiModeProvider mode);
+
 #ifdef __cplusplus
 }
 #endif
