@@ -133,6 +133,49 @@ INT_PTR WINAPI ShowAbout(unsigned flags, const wchar_t* text);
  * and never frees or deletes it (it comes from the library's own C++ runtime). */
 void* WINAPI InitGUIDll(void);
 
+/* --- Card unlock ------------------------------------------------------------------------ */
+
+/* Results of the unlock dialogs (besides IDOK and IDCANCEL). */
+#define CVPIN_UNLOCK_TOAST 3 /* unlock is not allowed, and the user was told in a toast */
+
+/*
+ * Unblocks the card's PIN with the help desk: the user reads the card's challenge to the help
+ * desk and types its response and a new PIN under the card's rules (a card without a challenge
+ * takes its static unlock code instead). hReader: the security module's reader object for
+ * readerName when the caller has one (NV::SMMW::IReader*), else NULL. The card transaction opened
+ * here stays alive while the dialog is open.
+ * Returns IDOK (1) when the card is unlocked, IDCANCEL (2) when cancelled, when the card was
+ * removed or the reader could not be reached; when the card may not be unlocked from here:
+ * CVPIN_UNLOCK_TOAST, or the result of the notice shown where no toast can be raised.
+ */
+unsigned WINAPI ShowUnlockDialog(HWND hParent, const wchar_t* readerName, void* hReader);
+
+/* Called by DisplayUnlockCode: getCode writes the code as hexadecimal text, terminated, into
+ * code (capacity characters; the library wipes it afterwards) and returns 0, or a card-layer
+ * error; removeCode removes the code from the card. */
+typedef int(WINAPI* CVGetUnlockCodeCallback)(void* context, wchar_t* code, unsigned capacity);
+typedef void(WINAPI* CVRemoveUnlockCodeCallback)(void* context);
+
+/*
+ * Shows the unlock code stored on the card of readerName, once, for the user to note. When the
+ * user ticks "never show again" and confirms, the code is removed from the card and 1 is
+ * returned; 1 also when the card holds no code; otherwise 0 (also when the setting
+ * Corvana.UserConsole.HideUnlockCode hides it, or the reader or the code could not be read).
+ */
+unsigned WINAPI ShowUnlockCode(HWND hParent, const wchar_t* readerName);
+
+/*
+ * The same for any card: getCode reads the code (a null callback counts as an error), removeCode
+ * removes it. Returns 1 when the user chose never to see it again (and removeCode ran), or when
+ * the card holds no code; else 0.
+ */
+unsigned WINAPI DisplayUnlockCode(HWND hParent, void* context, CVGetUnlockCodeCallback getCode,
+                                  CVRemoveUnlockCodeCallback removeCode, const wchar_t* readerName);
+
+/* Tells the user that the card manager has blocked the card in readerName: in a toast where one
+ * can be raised, else in a notice that closes when the card is removed. */
+void WINAPI ShowCMLockedDlg(HWND hParent, const wchar_t* readerName);
+
 /* --- Host integration ------------------------------------------------------------------ */
 
 /* Event ids and sources of the library's event bus. */

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Draws the dialog icons (card, keypad, rule met/unmet, PIN change) next to this script.
+"""Draws the dialog icons (card, keypad, rule met/unmet, PIN change, unlock, failure) next to this script.
 
 The .ico files are checked in; run this only to change the artwork. Pure Python: each
 size is drawn with 4x4 supersampling and stored as a 32-bit DIB with alpha (plus the
@@ -206,6 +206,39 @@ def key_shapes(s):
     ]
 
 
+def padlock_shapes(s):
+    # An open padlock: the unlock dialogs' small icon. The shackle swings free on the right.
+    edge = rgba("#5E6670")
+    w = max(1.8, s * 0.12)
+    body_x0, body_x1 = snap(s * 0.12), snap(s * 0.7)
+    body_y0, body_y1 = snap(s * 0.44), snap(s * 0.96)
+    left, right = s * 0.24, s * 0.58
+    top = s * 0.1
+    shackle = [
+        Segment(left, body_y0, left, s * 0.3, w + 1.0, edge),
+        Segment(left, s * 0.3, (left + right) / 2, top, w + 1.0, edge),
+        Segment((left + right) / 2, top, right + s * 0.12, s * 0.22, w + 1.0, edge),
+        Segment(left, body_y0, left, s * 0.3, w - 0.6, rgba("#C9D1DA")),
+        Segment(left, s * 0.3, (left + right) / 2, top, w - 0.6, rgba("#C9D1DA")),
+        Segment((left + right) / 2, top, right + s * 0.12, s * 0.22, w - 0.6, rgba("#C9D1DA")),
+    ]
+    body = outlined(body_x0, body_y0, body_x1, body_y1, s * 0.08, rgba("#7A5A12"), rgba("#F2CF63"), rgba("#D3A536"))
+    hole = max(2.0, snap(s * 0.12))
+    hx = snap((body_x0 + body_x1) / 2 - hole / 2)
+    hy = snap((body_y0 + body_y1) / 2 - hole / 2)
+    keyhole = [RoundRect(hx, hy, hx + hole, hy + hole, hole / 2, rgba("#5A3F08"))]
+    return shackle + body + keyhole
+
+
+def failure_shapes(s):
+    # A red badge with an exclamation mark: an unlock that did not succeed.
+    w = max(1.8, s * 0.14)
+    return badge(s, "#8E1F1A", "#EE6B5F", "#C83A2F") + [
+        Segment(s * 0.5, s * 0.24, s * 0.5, s * 0.56, w, rgba("#FFFFFF")),
+        Segment(s * 0.5, s * 0.74, s * 0.5, s * 0.745, w * 1.1, rgba("#FFFFFF")),
+    ]
+
+
 def dib_entry(size, pixels):
     """One icon image: BITMAPINFOHEADER (double height), BGRA rows bottom-up, then the AND mask."""
     header = struct.pack("<IiiHHIIiiII", 40, size, size * 2, 1, 32, 0, 0, 0, 0, 0, 0)
@@ -244,6 +277,8 @@ def main():
     write_ico(os.path.join(here, "rule_met.ico"), met_shapes)
     write_ico(os.path.join(here, "rule_unmet.ico"), unmet_shapes)
     write_ico(os.path.join(here, "key.ico"), key_shapes)
+    write_ico(os.path.join(here, "unlock.ico"), padlock_shapes)
+    write_ico(os.path.join(here, "failure.ico"), failure_shapes)
 
 
 if __name__ == "__main__":

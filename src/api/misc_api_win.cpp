@@ -1,23 +1,14 @@
 // GetErrorString, the host-integration functions and the record for MFC hosts.
-#include "api/error_strings.h"
 #include "api/guard.h"
 #include "cvpingui.h"
+#include "dialogs/base/error_text_win.h"
 #include "framework/dialog_win.h"
 #include "services/event_bus.h"
 #include "services/load_library_win.h"
 #include "services/session_state.h"
 
-namespace {
-int LoadFromResources(unsigned id, wchar_t* buffer, int capacity) {
-    HINSTANCE module = fw::ResourceModule();
-    return module ? LoadStringW(module, id, buffer, capacity) : 0;
-}
-}  // namespace
-
 extern "C" const wchar_t* WINAPI GetErrorString(int code) {
-    static ErrorTextBuffer texts;
-    return Guarded(L"GetErrorString", static_cast<const wchar_t*>(L""),
-                   [&] { return texts.Get(code, LoadFromResources); });
+    return Guarded(L"GetErrorString", static_cast<const wchar_t*>(L""), [&] { return ErrorText(code); });
 }
 
 extern "C" int WINAPI CVPinGuiPublishEvent(int eventId, const GUID* source, int code, const wchar_t* readerName) {

@@ -128,6 +128,7 @@ INT_PTR Dialog::RunModalLoop() {
             m_modalResult = -1;
             break;
         }
+        if (PreTranslateMessage(msg)) continue;
         if (!m_hWnd || !IsDialogMessageW(m_hWnd, &msg)) {
             TranslateMessage(&msg);
             DispatchMessageW(&msg);

@@ -88,6 +88,8 @@ protected:
     virtual void OnTimer(UINT_PTR id) {}
     virtual void OnMove(int x, int y) {}
     virtual void OnHelp() {}  // F1 (WM_HELP)
+    // Sees every message of the modal loop before the dialog does; true when it was handled.
+    virtual bool PreTranslateMessage(const MSG& msg) { return false; }
     // Every other message; return true and set result when handled.
     virtual bool OnMessage(UINT message, WPARAM wParam, LPARAM lParam, LRESULT& result) { return false; }
     virtual void DoDataExchange(DataExchange& dx) {}

@@ -49,3 +49,7 @@ int CVErrMesDisplayExWithParentParamAndReaderAndHelp(HWND parent, const wchar_t*
         return 0; // what MessageBox itself answers when it cannot show
     }
 }
+
+int CVErrMesDisplayEx(HWND parent, const wchar_t* text, UINT type) {
+    return CVErrMesDisplayExWithParentParamAndReaderAndHelp(parent, text, nullptr, 0, type);
+}

@@ -9,6 +9,9 @@ int CVErrMesDisplayExWithParentParamAndReaderAndHelp(HWND parent, const wchar_t*
                                                      const wchar_t* readerName, int helpTopic,
                                                      UINT type);
 
+// The same without a reader or a help topic (the caption is the product's name).
+int CVErrMesDisplayEx(HWND parent, const wchar_t* text, UINT type);
+
 // A host or a test may route message boxes elsewhere; nullptr restores the built-in one.
 typedef int (*MessageBoxHandler)(HWND parent, const wchar_t* text, const wchar_t* readerName,
                                  int helpTopic, UINT type);

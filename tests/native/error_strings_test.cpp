@@ -1,4 +1,4 @@
-#include "api/error_strings.h"
+#include "dialogs/base/error_strings.h"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
 // The caller error codes with a text, and the resource strings that hold them.
-#include "api/error_strings.h"
+#include "dialogs/base/error_strings.h"
 
 #include <cwchar>
 

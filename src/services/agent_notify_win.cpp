@@ -1,4 +1,4 @@
-#include "api/notify_event_win.h"
+#include "services/agent_notify_win.h"
 #include <cwchar>
 #include "services/log.h"
 

@@ -1,0 +1,264 @@
+// The card unlock as a caller and a user see it: a blocked card on the simulated module, the
+// help desk's response computed by its own tool from the challenge read off the screen.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include "cvpingui.h"
+#include "cvpingui_reset_card_dlg.h"
+#include "driver_win.h"
+#include "resource_ids.h"
+#include "smmw_sim.h"
+
+using namespace drv;
+
+namespace {
+
+const wchar_t kHelpDeskReader[] = L"Unlock Reader";
+const wchar_t kStaticReader[] = L"Static Reader";
+const wchar_t kLockedReader[] = L"Locked Reader";
+const wchar_t kFailingReader[] = L"Failing Reader";
+const char kAdminKey[] = "00112233445566778899AABBCCDDEEFF";
+
+// One blocked PIV card per way of unlocking it.
+const char kProfile[] = R"({"readers": [
+  {"name": "Unlock Reader", "card": {"serial": "0102030405060708", "type": "piv", "transactionTimeout": 1,
+    "pin": {"value": "246810", "min": 6, "max": 8, "weakCheck": true, "triesLeft": 0, "maxTries": 3},
+    "unblock": {"adminKey": "00112233445566778899AABBCCDDEEFF", "authenticable": true},
+    "unlockCode": "0F1E2D3C4B5A69788C"}},
+  {"name": "Static Reader", "card": {"serial": "0102030405060709", "type": "piv",
+    "pin": {"value": "246810", "min": 6, "max": 8, "triesLeft": 0, "maxTries": 3},
+    "unblock": {"adminKey": "00112233445566778899AABBCCDDEEFF", "authenticable": true},
+    "failures": [{"operation": "GetUnblockChallenge", "code": 3001}]}},
+  {"name": "Failing Reader", "card": {"serial": "010203040506070B", "type": "piv",
+    "pin": {"value": "246810", "min": 6, "max": 8, "triesLeft": 0, "maxTries": 3},
+    "unblock": {"adminKey": "00112233445566778899AABBCCDDEEFF", "authenticable": true},
+    "failures": [{"operation": "Unblock", "code": 3012}]}},
+  {"name": "Locked Reader", "card": {"serial": "010203040506070A", "type": "cac",
+    "pin": {"value": "246810", "triesLeft": 0, "maxTries": 3},
+    "unblock": {"adminKey": "00112233445566778899AABBCCDDEEFF", "authenticable": false}}}
+]})";
+
+// Clicks without waiting for what the click opens (a nested dialog would hold a sent click).
+void ClickAway(HWND dialog, int id) { PostMessageW(GetDlgItem(dialog, id), BM_CLICK, 0, 0); }
+
+template <class Fn> Fn SimFunction(const char* name) {
+    static HMODULE sim = LoadLibraryW(L"cv.smmw.mwctl.dll");
+    return reinterpret_cast<Fn>(reinterpret_cast<void*>(GetProcAddress(sim, name)));
+}
+
+// The help desk's answer, from its own tool, as the user would hear it read out.
+std::wstring HelpDeskResponse(const std::wstring& challenge) {
+    std::wstring command = L"cvhelpdesk.exe " + challenge + L" " + std::wstring(kAdminKey, kAdminKey + 32);
+    SECURITY_ATTRIBUTES inherit{sizeof inherit, nullptr, TRUE};
+    HANDLE readEnd = nullptr, writeEnd = nullptr;
+    if (!CreatePipe(&readEnd, &writeEnd, &inherit, 0)) return L"";
+    SetHandleInformation(readEnd, HANDLE_FLAG_INHERIT, 0);
+    STARTUPINFOW startup{};
+    startup.cb = sizeof startup;
+    startup.dwFlags = STARTF_USESTDHANDLES;
+    startup.hStdOutput = startup.hStdError = writeEnd;
+    PROCESS_INFORMATION process{};
+    const BOOL started = CreateProcessW(nullptr, &command[0], nullptr, nullptr, TRUE, CREATE_NO_WINDOW, nullptr,
+                                        nullptr, &startup, &process);
+    CloseHandle(writeEnd);
+    std::string output;
+    char buffer[128];
+    DWORD read = 0;
+    while (started && ReadFile(readEnd, buffer, sizeof buffer, &read, nullptr) && read > 0) output.append(buffer, read);
+    if (started) {
+        WaitForSingleObject(process.hProcess, 30000);
+        CloseHandle(process.hThread);
+        CloseHandle(process.hProcess);
+    }
+    CloseHandle(readEnd);
+    std::wstring response;  // "1A2B 3C4D 5E6F 7081": typed with dashes, as a user might
+    for (char c : output) {
+        if (c == ' ') response += L'-';
+        else if (isxdigit(static_cast<unsigned char>(c))) response += static_cast<wchar_t>(c);
+    }
+    return response;
+}
+
+// The thread's visible dialog windows (the class every dialog and message box has).
+std::vector<HWND> Dialogs(DWORD thread) {
+    std::vector<HWND> found;
+    EnumThreadWindows(
+        thread,
+        [](HWND hwnd, LPARAM list) {
+            wchar_t cls[16] = {};
+            GetClassNameW(hwnd, cls, 16);
+            if (IsWindowVisible(hwnd) && wcscmp(cls, L"#32770") == 0)
+                reinterpret_cast<std::vector<HWND>*>(list)->push_back(hwnd);
+            return TRUE;
+        },
+        reinterpret_cast<LPARAM>(&found));
+    return found;
+}
+
+// A dialog of the thread opened over `over`; null on time-out.
+HWND WaitForDialogOver(DWORD thread, HWND over) {
+    HWND found = nullptr;
+    WaitUntil([&] {
+        for (HWND w : Dialogs(thread))
+            if (w != over) found = w;
+        return found != nullptr;
+    });
+    return found;
+}
+
+class Unlock : public ::testing::Test {
+protected:
+    void SetUp() override {
+        ASSERT_EQ(SimFunction<CvSimLoadProfileJsonFn>("CvSimLoadProfileJson")(kProfile), CVSIM_OK);
+    }
+    void TearDown() override { SimFunction<CvSimLoadDefaultProfileFn>("CvSimLoadDefaultProfile")(); }
+
+    // Opens the unlock of reader; the dialog must appear.
+    HWND Open(const wchar_t* reader, HWND parent = nullptr) {
+        m_caller = std::make_unique<Caller>([=] { return (int)ShowUnlockDialog(parent, reader, nullptr); });
+        m_dialog = WaitForDialog(*m_caller);
+        EXPECT_NE(m_dialog, nullptr);
+        // The rule list arrives with the first message round; the dialog is complete with it.
+        WaitUntil([&] { return FindDescendant(m_dialog, IDC_RULE_BOX) != nullptr; });
+        return m_dialog;
+    }
+    void Type(int id, const wchar_t* text) {
+        HWND edit = FindDescendant(m_dialog, id);
+        SetWindowTextW(edit, L"");
+        TypeText(edit, text);
+    }
+    void TypeAll(const wchar_t* response, const wchar_t* pin, const wchar_t* confirm) {
+        Type(IDC_UL_RESPONSE_EDIT, response);
+        Type(IDC_UL_NEW_PIN_EDIT, pin);
+        Type(IDC_UL_CONFIRM_EDIT, confirm);
+    }
+    bool OkEnabled() { return IsItemEnabled(m_dialog, IDOK); }
+    int Finish() {
+        EXPECT_TRUE(m_caller->Wait());
+        return m_caller->Result();
+    }
+    void TearDownDialog() {
+        if (m_caller && !m_caller->Finished()) Click(m_dialog, IDCANCEL);
+    }
+
+    std::unique_ptr<Caller> m_caller;
+    HWND m_dialog = nullptr;
+};
+
+TEST_F(Unlock, TheResponseMustBeSixteenHexDigitsAndThePinsMustMeetTheRules) {
+    Open(kHelpDeskReader);
+    const std::wstring challenge = ItemText(m_dialog, IDC_UL_CHALLENGE);
+    EXPECT_EQ(challenge.size(), 19u) << "four groups of four";
+    EXPECT_EQ(std::count(challenge.begin(), challenge.end(), L'-'), 3);
+    GUITHREADINFO gui{sizeof gui};
+    ASSERT_TRUE(GetGUIThreadInfo(m_caller->ThreadId(), &gui));
+    EXPECT_EQ(gui.hwndFocus, FindDescendant(m_dialog, IDC_UL_RESPONSE_EDIT)) << "the user types the code first";
+    EXPECT_EQ(GetForegroundWindow(), m_dialog);
+    const struct {
+        const wchar_t *response, *pin, *confirm;
+        bool ok;
+    } cases[] = {
+        {L"0123456789abcdef", L"135790", L"135790", true},
+        {L"0123-4567-89AB-CDEF", L"135790", L"135790", true},
+        {L"0123456789ABCDE", L"135790", L"135790", false},    // 15 digits
+        {L"0123456789ABCDEF0", L"135790", L"135790", false},  // 17
+        {L"0123456789ABCDEG", L"135790", L"135790", false},
+        {L"0123456789ABCDEF", L"135790", L"135791", false},   // confirmation differs
+        {L"0123456789ABCDEF", L"123456", L"123456", false},   // weak
+        {L"0123456789ABCDEF", L"13579a", L"13579a", false},   // digits only on a PIV card
+        {L"0123456789ABCDEF", L"13579", L"13579", false},     // too short
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.response);
+        TypeAll(c.response, c.pin, c.confirm);
+        EXPECT_EQ(OkEnabled(), c.ok) << c.pin << " / " << c.confirm;
+    }
+    Click(m_dialog, IDCANCEL);
+    EXPECT_EQ(Finish(), IDCANCEL);
+}
+
+TEST_F(Unlock, AWrongResponseKeepsTheDialogOpenWithItsOwnMessage) {
+    Open(kHelpDeskReader);
+    const std::wstring first = ItemText(m_dialog, IDC_UL_CHALLENGE);
+    TypeAll(L"0000-0000-0000-0000", L"135790", L"135790");
+    ClickAway(m_dialog, IDOK);
+    HWND failed = WaitForDialogOver(m_caller->ThreadId(), m_dialog);
+    ASSERT_NE(failed, nullptr);
+    EXPECT_NE(ItemText(failed, IDC_OUTCOME_MESSAGE).find(L"not correct"), std::wstring::npos);
+    Click(failed, IDOK);
+    EXPECT_TRUE(WaitUntil([&] { return Dialogs(m_caller->ThreadId()).size() == 1; }));
+    EXPECT_FALSE(m_caller->Finished());
+    // A challenge answers one attempt: the card's next one is shown for the corrected code.
+    EXPECT_TRUE(WaitUntil([&] { return ItemText(m_dialog, IDC_UL_CHALLENGE) != first; }));
+    EXPECT_EQ(ItemText(m_dialog, IDC_UL_RESPONSE_EDIT), L"0000-0000-0000-0000");
+
+    const std::wstring response = HelpDeskResponse(ItemText(m_dialog, IDC_UL_CHALLENGE));
+    ASSERT_EQ(response.size(), 19u);
+    Type(IDC_UL_RESPONSE_EDIT, response.c_str());
+    ClickAway(m_dialog, IDOK);
+    HWND success = WaitForDialogOver(m_caller->ThreadId(), m_dialog);
+    ASSERT_NE(success, nullptr);
+    // The card's activity after the unlock is no removal: the success dialog is not cancelled.
+    RemoveCard(kHelpDeskReader);
+    Sleep(200);
+    EXPECT_TRUE(IsWindowVisible(success));
+    Click(success, IDOK);
+    EXPECT_EQ(Finish(), IDOK);
+    EXPECT_EQ(SimFunction<CvSimPinEqualsFn>("CvSimPinEquals")(kHelpDeskReader, L"135790"), CVSIM_OK);
+}
+
+TEST_F(Unlock, TheTransactionOutlivesItsTimeOutWhileTheUserTypes) {
+    Open(kHelpDeskReader);
+    // The card's transaction lapses after 1 s unless renewed; the dialog renews it every 0.5 s.
+    Sleep(2500);
+    const std::wstring response = HelpDeskResponse(ItemText(m_dialog, IDC_UL_CHALLENGE));
+    TypeAll(response.c_str(), L"97531086", L"97531086");
+    ClickAway(m_dialog, IDOK);
+    HWND success = WaitForDialogOver(m_caller->ThreadId(), m_dialog);
+    ASSERT_NE(success, nullptr);
+    Click(success, IDOK);
+    EXPECT_EQ(Finish(), IDOK);
+    EXPECT_EQ(SimFunction<CvSimPinEqualsFn>("CvSimPinEquals")(kHelpDeskReader, L"97531086"), CVSIM_OK);
+}
+
+TEST_F(Unlock, ACardWithoutAChallengeGetsTheShorterStaticLayout) {
+    Open(kHelpDeskReader);
+    RECT full;
+    GetWindowRect(m_dialog, &full);
+    Click(m_dialog, IDCANCEL);
+    Finish();
+
+    Open(kStaticReader);
+    RECT shorter;
+    GetWindowRect(m_dialog, &shorter);
+    EXPECT_EQ((full.bottom - full.top) - (shorter.bottom - shorter.top), 100);
+    for (int id : {IDC_UL_CHALLENGE, IDC_UL_CHALLENGE_LABEL, IDC_UL_INSTRUCTION, IDC_UL_CHALLENGE_NOTE})
+        EXPECT_FALSE(IsItemVisible(m_dialog, id)) << id;
+    EXPECT_TRUE(IsItemVisible(m_dialog, IDC_UL_RESPONSE_EDIT));
+    RemoveCard(kStaticReader);
+    EXPECT_EQ(Finish(), IDCANCEL) << "removing the card ends the dialog";
+}
+
+TEST_F(Unlock, AnotherCardErrorIsShownAndTheDialogStays) {
+    ScopedSetting tel(L"Corvana.Notifications.ContactTel", L"+1 555 0100");
+    Open(kFailingReader);
+    EXPECT_NE(ItemText(m_dialog, IDC_UL_INSTRUCTION).find(L"+1 555 0100"), std::wstring::npos);
+    RemoveCard(L"another reader");  // other readers' removals change nothing
+    TypeAll(L"0123456789ABCDEF", L"13579024", L"13579024");
+    ClickAway(m_dialog, IDOK);
+    HWND failed = WaitForDialogOver(m_caller->ThreadId(), m_dialog);
+    ASSERT_NE(failed, nullptr);
+    const std::wstring message = ItemText(failed, IDC_OUTCOME_MESSAGE);
+    EXPECT_EQ(message.find(L"not correct"), std::wstring::npos) << "only a wrong code says so";
+    EXPECT_NE(message.find(L"could not be unlocked"), std::wstring::npos);
+    Click(failed, IDOK);
+    EXPECT_TRUE(WaitUntil([&] { return Dialogs(m_caller->ThreadId()).size() == 1; }));
+    EXPECT_FALSE(m_caller->Finished());
+    Click(m_dialog, IDCANCEL);
+    EXPECT_EQ(Finish(), IDCANCEL);
+}
+
+}  // namespace
