@@ -60,7 +60,7 @@ framework_unit_test=SecureEdit* | src/framework/secure_edit_win.cpp | const int 
 prompt_gate_unit_test | src/api/prompt_gate_win.h | if (m_holding) m_busy.store(false); | (void)m_holding;
 pin_prompt_test=PinPrompt.* | src/api/prompt_gate_win.cpp | m_holding = true; | (void)0;
 platform_services_unit_test=HostProviders.* | src/services/toast_win.cpp | if (ToastSink sink = g_sink.load()) | if (ToastSink sink = nullptr)
-platform_services_unit_test=NotifyEvent.* | src/api/notify_event_win.cpp | static_cast<DWORD>((wcslen(readerName) + 1) * sizeof(wchar_t)) | static_cast<DWORD>(wcslen(readerName) + 1)
+platform_services_unit_test=NotifyEvent.* | src/services/agent_notify_win.cpp | static_cast<DWORD>((wcslen(readerName) + 1) * sizeof(wchar_t)) | static_cast<DWORD>(wcslen(readerName) + 1)
 EOF
 )
 

@@ -7,7 +7,7 @@
 #include <thread>
 #include <vector>
 
-#include "api/notify_event_win.h"
+#include "services/agent_notify_win.h"
 #include "cvpingui.h"
 #include "self_child_win.h"
 #include "services/toast_win.h"
