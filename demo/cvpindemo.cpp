@@ -1,5 +1,6 @@
 // Runs every prompt of the PIN library on the simulated reader; the PIN change applies the rules
-// of the simulated card, read through the card layer.
+// of the simulated card, read through the card layer. Then the story of a blocked card: wrong
+// PINs until the card blocks, the unlock with the help desk, and the unlock's notices.
 //   cvpindemo --interactive        a person answers the prompts
 //   cvpindemo --scripted [--shots DIR]  a scripted user answers them; each dialog is saved as
 //                                  DIR\<name>.png as shown on the screen
@@ -10,9 +11,11 @@
 #include <string>
 #include "card/cv_card_management.h"
 #include "cvpingui.h"
+#include "cvpingui_reset_card_dlg.h"
 #include "driver_win.h"
 #include "resource_ids.h"
 #include "screenshot_win.h"
+#include "smmw_sim.h"
 
 namespace {
 
@@ -106,6 +109,116 @@ void RunChangePin() {
     SecureZeroMemory(next, sizeof(next));
 }
 
+template <class Fn> Fn Sim(const char* name) {
+    static HMODULE sim = LoadLibraryW(L"cv.smmw.mwctl.dll");
+    return reinterpret_cast<Fn>(reinterpret_cast<void*>(GetProcAddress(sim, name)));
+}
+
+// A dialog of the caller's thread opened over `over` (a nested dialog or message box).
+HWND DialogOver(drv::Caller& c, HWND over) {
+    HWND found = nullptr;
+    drv::WaitUntil([&] {
+        found = nullptr;
+        EnumThreadWindows(
+            c.ThreadId(),
+            [](HWND w, LPARAM out) {
+                if (IsWindowVisible(w)) *reinterpret_cast<HWND*>(out) = w;
+                return TRUE;
+            },
+            reinterpret_cast<LPARAM>(&found));
+        return found && found != over;
+    });
+    return found;
+}
+
+void ClickAway(HWND dialog, int id) { PostMessageW(GetDlgItem(dialog, id), BM_CLICK, 0, 0); }
+
+void BlockTheCard() {
+    unsigned tries = 0;
+    for (const wchar_t* wrong : {L"111111", L"222222"}) {
+        Sim<CvSimVerifyPinFn>("CvSimVerifyPin")(kReader, wrong, &tries);
+        printf("PIN %ls refused by the card: %u tries left\n", wrong, tries);
+    }
+    Print("DisplayLastPINTry (the card's last try)", Run([] { return DisplayLastPINTry(kReader); },
+                                                       [](drv::Caller&, HWND box) { drv::Click(box, IDOK); }));
+    Sim<CvSimVerifyPinFn>("CvSimVerifyPin")(kReader, L"333333", &tries);
+    printf("PIN 333333 refused by the card: %u tries left, the PIN is blocked\n", tries);
+}
+
+void RunUnlock() {
+    Print("ShowUnlockDialog (wrong code, then the help desk's)", Run(
+        [] { return (int)ShowUnlockDialog(nullptr, kReader, nullptr); },
+        [](drv::Caller& c, HWND dlg) {
+            auto field = [dlg](int id) { return drv::FindDescendant(dlg, id); };
+            drv::TypeText(field(IDC_UL_RESPONSE_EDIT), L"0000-0000-0000-0000");
+            drv::TypeText(field(IDC_UL_NEW_PIN_EDIT), L"24681357");
+            drv::TypeText(field(IDC_UL_CONFIRM_EDIT), L"24681357");
+            ClickAway(dlg, IDOK);
+            HWND failed = DialogOver(c, dlg);
+            Shot(c.ThreadId(), failed, L"unlock-wrong-code");
+            drv::Click(failed, IDOK);
+            drv::WaitUntil([&] { return DialogOver(c, nullptr) == dlg; }, 2000);
+            Sleep(300);  // the card's next challenge
+            const std::wstring response = drv::HelpDeskResponse(drv::ItemText(dlg, IDC_UL_CHALLENGE));
+            printf("  the help desk reads out %ls\n", response.c_str());
+            SetWindowTextW(field(IDC_UL_RESPONSE_EDIT), L"");
+            drv::TypeText(field(IDC_UL_RESPONSE_EDIT), response.c_str());
+            Shot(c.ThreadId(), dlg, L"unlock");
+            ClickAway(dlg, IDOK);
+            HWND success = DialogOver(c, dlg);
+            Shot(c.ThreadId(), success, L"unlock-success");
+            drv::Click(success, IDOK);
+        }));
+    unsigned tries = 0;
+    const int verified = Sim<CvSimVerifyPinFn>("CvSimVerifyPin")(kReader, L"24681357", &tries);
+    printf("the card %s the new PIN (%u tries)\n", verified == CVSIM_OK ? "accepts" : "refuses", tries);
+}
+
+void RunUnlockNotices() {
+    drv::ScopedSetting locked(L"Corvana.Notifications.CardLocked.Message", L"Your card is locked");
+    drv::ScopedSetting manager(L"Corvana.Notifications.BlockedCardManager.BlockedCardManagerMessage",
+                               L"Your card was blocked by your administrator. Please contact your help desk to have "
+                               L"it replaced.");
+    Print("ShowUnlockCode (box ticked: removed)", Run([] { return (int)ShowUnlockCode(nullptr, kReader); },
+                                                     [](drv::Caller& c, HWND dlg) {
+                                                         SendMessageW(drv::FindDescendant(dlg, IDC_UC_NEVER_DISPLAY),
+                                                                      BM_SETCHECK, BST_CHECKED, 0);
+                                                         Shot(c.ThreadId(), dlg, L"unlock-code");
+                                                         drv::Click(dlg, IDOK);
+                                                     }));
+    Print("ShowCMLockedDlg (no toast here: the notice)", Run(
+        [] {
+            ShowCMLockedDlg(nullptr, kReader);
+            return 0;
+        },
+        [](drv::Caller& c, HWND dlg) {
+            Shot(c.ThreadId(), dlg, L"card-manager-blocked");
+            drv::Click(dlg, IDOK);
+        }));
+
+    // A card whose unlock is not allowed, and one that has no challenge (a static code).
+    if (Sim<CvSimLoadProfileFileFn>("CvSimLoadProfileFile")(L"profiles\\blocked-card.json") != CVSIM_OK) return;
+    Print("ShowUnlockDialog (not allowed: the notice)",
+          Run([] { return (int)ShowUnlockDialog(nullptr, L"Corvana Simulated Reader 2", nullptr); },
+              [](drv::Caller& c, HWND dlg) {
+                  Shot(c.ThreadId(), dlg, L"unlock-not-allowed");
+                  drv::Click(dlg, IDOK);
+              }));
+    Print("CResetCardDialogMain (the reset form)", Run(
+        [] {
+            CResetCardDialogMain form(0, nullptr, 0, 0, 0, L"Corvana Simulated Reader 1", nullptr, nullptr, 0);
+            form.SetChallenge(L"3F2A9C10B7E4D58A");
+            return (int)form.DoModal();
+        },
+        [](drv::Caller& c, HWND dlg) {
+            drv::Click(GetParent(drv::FindDescendant(dlg, IDC_RC_RADIO_CODE)), IDC_RC_RADIO_CODE);
+            drv::TypeText(drv::FindDescendant(dlg, IDC_RC_RESPONSE_EDIT), L"12345678");
+            Shot(c.ThreadId(), dlg, L"reset-card");
+            drv::Click(dlg, IDCANCEL);
+        }));
+    Sim<CvSimLoadDefaultProfileFn>("CvSimLoadDefaultProfile")();
+}
+
 void RunAll() {
     ReportPin("GetPINFromUser (PIN typed, OK)", Run([] { return AskPin(0, 4, 8); }, [](drv::Caller& c, HWND dlg) {
                   drv::TypeText(GetDlgItem(dlg, IDC_PIN_EDIT), L"4711");
@@ -173,6 +286,12 @@ void RunAll() {
                                Shot(c.ThreadId(), dlg, L"about");
                                drv::Click(dlg, IDOK);
                            }));
+
+    BlockTheCard();
+    if (!g_scripted)
+        printf("The help desk's response: cvhelpdesk.exe <challenge> 010203040506070801020304050607080102030405060708\n");
+    RunUnlock();
+    RunUnlockNotices();
 
     for (int code : {1, 2, 5, 11, 12, 14, 23}) printf("GetErrorString(%2d) = \"%ls\"\n", code, GetErrorString(code));
 }

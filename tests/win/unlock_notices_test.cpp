@@ -151,7 +151,7 @@ TEST_F(Notices, TheUnlockCodeIsShownOnceAndRemovedOnlyWhenTheUserSaysSo) {
 TEST_F(Notices, TheHideSettingShowsNothing) {
     ScopedSetting hide(L"Corvana.UserConsole.HideUnlockCode", 1);
     EXPECT_EQ(ShowUnlockCode(nullptr, kReader), 0u);
-    ScopedSetting show(L"Corvana.UserConsole.HideUnlockCode", 0u);
+    ScopedSetting show(L"Corvana.UserConsole.HideUnlockCode", static_cast<DWORD>(0));
     Caller caller([] { return (int)ShowUnlockCode(nullptr, kReader); });
     HWND dlg = WaitForDialog(caller);
     ASSERT_NE(dlg, nullptr) << "still on the card";
