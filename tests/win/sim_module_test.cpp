@@ -163,7 +163,7 @@ TEST_F(SimModule, HelpdeskResponseUnblocksAndAWrongOneCostsATry) {
     // A response for the wrong key.
     ToolResult wrong = RunHelpdesk(Hex(challenge) + " 0123456789ABCDEFFEDCBA9876543210");
     ASSERT_EQ(wrong.exitCode, 0u);
-    EXPECT_EQ(CodeOf([&] { pin->Unblock(Bytes(wrong.output), L"7654321", 0); }), SMMW_E_WRONG_CODE);
+    EXPECT_EQ(CodeOf([&] { pin->Unblock(Bytes(wrong.output), L"2718281", 0); }), SMMW_E_WRONG_CODE);
     unsigned triesLeft = 99, maxTries = 0;
     int blocked = 0;
     ASSERT_EQ(pinState(kUnblockable, &triesLeft, &maxTries, &blocked), CVSIM_OK);
@@ -173,8 +173,8 @@ TEST_F(SimModule, HelpdeskResponseUnblocksAndAWrongOneCostsATry) {
     challenge = pin->GetUnblockChallenge();
     const ToolResult answer = RunHelpdesk(Hex(challenge) + " " + kAdminKey);
     ASSERT_EQ(answer.exitCode, 0u) << answer.output;
-    EXPECT_EQ(CodeOf([&] { pin->Unblock(Bytes(answer.output), L"7654321", 0); }), 0u);
-    EXPECT_EQ(pinEquals(kUnblockable, L"7654321"), CVSIM_OK);
+    EXPECT_EQ(CodeOf([&] { pin->Unblock(Bytes(answer.output), L"2718281", 0); }), 0u);
+    EXPECT_EQ(pinEquals(kUnblockable, L"2718281"), CVSIM_OK);
     EXPECT_EQ(pinEquals(kUnblockable, L"246810"), CVSIM_E_NO_MATCH);
     ASSERT_EQ(pinState(kUnblockable, &triesLeft, &maxTries, &blocked), CVSIM_OK);
     EXPECT_EQ(triesLeft, 3u);
