@@ -6,6 +6,8 @@
 
 #include <cstring>
 #include <cwchar>
+#include <fstream>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -152,6 +154,20 @@ TEST_F(SimUnblock, VerifyingCountsTriesAndABlockedPinRefusesEvenTheRightOne) {
     EXPECT_EQ(controller.VerifyPin(L"R9", L"271828", nullptr), CVSIM_E_NOT_FOUND);
     ASSERT_TRUE(controller.RemoveCard(kReader));
     EXPECT_EQ(controller.VerifyPin(kReader, L"271828", nullptr), CVSIM_E_NOT_FOUND);
+}
+
+TEST_F(SimUnblock, TheShippedVariantsAreAStaticCodeCardAndACardThatCannotBeUnlocked) {
+    std::ifstream file(std::string(CVSIM_PROFILES_DIR) + "/blocked-card-variants.json", std::ios::binary);
+    Load(std::string(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()));
+    IPinCredential* staticCard = simtest::PrimaryPin(simtest::OpenContext(controller, L"Corvana Simulated Reader 3"));
+    IPinCredential* lockedOut = simtest::PrimaryPin(simtest::OpenContext(controller, L"Corvana Simulated Reader 4"));
+    ASSERT_TRUE(staticCard && lockedOut);
+    EXPECT_EQ(CodeOf([&] { staticCard->GetUnblockChallenge(); }), SMMW_E_NOT_SUPPORTED);
+    EXPECT_EQ(CodeOf([&] { staticCard->Unblock(kStaticCode, L"271828", 0); }), 0u);
+    EXPECT_EQ(CodeOf([&] { lockedOut->GetUnblockChallenge(); }), SMMW_E_ACCESS_DENIED);
+    unsigned triesLeft = 99;
+    EXPECT_EQ(controller.VerifyPin(L"Corvana Simulated Reader 4", L"864209", &triesLeft), CVSIM_E_BLOCKED);
+    EXPECT_EQ(triesLeft, 0u);
 }
 
 TEST(SimUnblockProfile, StaticCodesAreCheckedWithoutQuotingThem) {
