@@ -219,8 +219,8 @@ void ParseCard(json& object, const std::string& path, CardProfile& card) {
             if (u.Find("adminKey")) Reject(u.PathOf("staticCode"), "not allowed beside \"adminKey\"");
             card.staticCode = SecureBytes(u.SecretHex("staticCode"));
             if (card.staticCode.Size() != kStaticCodeBytes)
-                Reject(u.PathOf("staticCode"), "must be " + std::to_string(kStaticCodeBytes) + " bytes, got " +
-                                                   std::to_string(card.staticCode.Size()));
+                Reject(u.PathOf("staticCode"), "must be " + std::to_string(kStaticCodeBytes) +
+                                                   " bytes, got " + std::to_string(card.staticCode.Size()));
         } else {
             card.adminKey = SecureBytes(u.SecretHex("adminKey"));
             if (card.adminKey.Size() != 16 && card.adminKey.Size() != 24)

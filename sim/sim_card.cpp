@@ -157,8 +157,8 @@ void Card::Unblock(ICrypto& crypto, const std::vector<uint8_t>& response, const 
     CSecStr pin(newPin);
     RequireAcceptablePin(newPin, pin);
 
-    const wchar_t* wrong = m_profile.staticCode.Empty() ? CheckChallengeResponse(crypto, response)
-                                                        : CheckStaticCode(response);
+    const wchar_t* wrong =
+        m_profile.staticCode.Empty() ? CheckChallengeResponse(crypto, response) : CheckStaticCode(response);
     PinProfile& state = m_profile.pin;
     if (wrong) {
         if (state.triesLeft > 0) --state.triesLeft;

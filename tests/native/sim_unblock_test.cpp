@@ -23,7 +23,7 @@ namespace {
 const wchar_t kReader[] = L"R1";
 const std::vector<uint8_t> kStaticCode = {0x8D, 0x3F, 0x6A, 0x1C, 0x0E, 0x5B, 0x72, 0x94};
 
-// A blocked-ish card (two tries of three left, PIN 975310) unblocked by kStaticCode.
+// A card with two of its three tries left (PIN 975310), unblocked by kStaticCode.
 std::string StaticCodeCard(const std::string& type = "piv", bool weakCheck = true) {
     return R"({"readers":[{"name":"R1","card":{"serial":"01","type":")" + type +
            R"(","pin":{"value":"975310","weakCheck":)" + (weakCheck ? "true" : "false") +
@@ -98,14 +98,14 @@ TEST_F(SimUnblock, TheNewPinMeetsTheCardsRulesBeforeTheCodeCounts) {
         const wchar_t* newPin;
         const char* refusedRule; // null: accepted
     } rows[] = {
-        {"piv", true, L"27a828", "digits"},
-        {"cac", false, L"27a828", "digits"},
-        {"other", true, L"27a828", nullptr},
-        {"piv", true, L"123456", "weak"},
-        {"piv", true, L"888888", "weak"},
-        {"other", true, L"abcdef", "weak"},
-        {"piv", false, L"123456", nullptr},
-        {"piv", true, L"27182", "length"},
+        {"piv", true, L"27a828", "digits"},  // PIV and CAC PINs are numeric
+        {"cac", false, L"27a828", "digits"}, // (whatever the weak check)
+        {"other", true, L"27a828", nullptr}, // other cards take letters
+        {"piv", true, L"123456", "weak"},    // stepping
+        {"piv", true, L"888888", "weak"},    // repeated
+        {"other", true, L"abcdef", "weak"},  // letters step too
+        {"piv", false, L"123456", nullptr},  // the card does not check
+        {"piv", true, L"27182", "length"},   // (checked first, as before)
     };
     for (const auto& row : rows) {
         const std::string label = std::string(row.type) + (row.weakCheck ? " weak-check " : " ") +
@@ -136,8 +136,12 @@ TEST_F(SimUnblock, VerifyingCountsTriesAndABlockedPinRefusesEvenTheRightOne) {
         int result;
         unsigned triesLeft;
     } steps[] = {
-        {L"000000", CVSIM_E_NO_MATCH, 1}, {L"975310", CVSIM_OK, 3},          {L"000000", CVSIM_E_NO_MATCH, 2},
-        {L"000000", CVSIM_E_NO_MATCH, 1}, {L"000000", CVSIM_E_NO_MATCH, 0}, {L"975310", CVSIM_E_BLOCKED, 0},
+        {L"000000", CVSIM_E_NO_MATCH, 1}, // two tries left to start with
+        {L"975310", CVSIM_OK, 3},         // the right PIN restores them all
+        {L"000000", CVSIM_E_NO_MATCH, 2}, // then down to none
+        {L"000000", CVSIM_E_NO_MATCH, 1}, // the last try
+        {L"000000", CVSIM_E_NO_MATCH, 0}, // the PIN is blocked
+        {L"975310", CVSIM_E_BLOCKED, 0},  // blocked: not even the right one, and nothing counted
     };
     for (const auto& step : steps) {
         unsigned triesLeft = 99;
@@ -159,8 +163,10 @@ TEST_F(SimUnblock, VerifyingCountsTriesAndABlockedPinRefusesEvenTheRightOne) {
 TEST_F(SimUnblock, TheShippedVariantsAreAStaticCodeCardAndACardThatCannotBeUnlocked) {
     std::ifstream file(std::string(CVSIM_PROFILES_DIR) + "/blocked-card-variants.json", std::ios::binary);
     Load(std::string(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()));
-    IPinCredential* staticCard = simtest::PrimaryPin(simtest::OpenContext(controller, L"Corvana Simulated Reader 3"));
-    IPinCredential* lockedOut = simtest::PrimaryPin(simtest::OpenContext(controller, L"Corvana Simulated Reader 4"));
+    IPinCredential* staticCard =
+        simtest::PrimaryPin(simtest::OpenContext(controller, L"Corvana Simulated Reader 3"));
+    IPinCredential* lockedOut =
+        simtest::PrimaryPin(simtest::OpenContext(controller, L"Corvana Simulated Reader 4"));
     ASSERT_TRUE(staticCard && lockedOut);
     EXPECT_EQ(CodeOf([&] { staticCard->GetUnblockChallenge(); }), SMMW_E_NOT_SUPPORTED);
     EXPECT_EQ(CodeOf([&] { staticCard->Unblock(kStaticCode, L"271828", 0); }), 0u);
@@ -175,7 +181,8 @@ TEST(SimUnblockProfile, StaticCodesAreCheckedWithoutQuotingThem) {
         const char* unblock;
         const char* expected;
     } rows[] = {
-        {R"({"staticCode":"8D3F6A1C0E5B72","authenticable":true})", "card.unblock.staticCode: must be 8 bytes"},
+        {R"({"staticCode":"8D3F6A1C0E5B72","authenticable":true})",
+         "card.unblock.staticCode: must be 8 bytes"},
         {R"({"staticCode":"8D3F6A1C0E5B7294","adminKey":"00112233445566778899AABBCCDDEEFF"})",
          "card.unblock.staticCode: not allowed beside \"adminKey\""},
         {R"({"staticCode":"8D3F6A1C0E5B72QQ"})", "card.unblock.staticCode: "},
@@ -183,9 +190,9 @@ TEST(SimUnblockProfile, StaticCodesAreCheckedWithoutQuotingThem) {
     for (const auto& row : rows) {
         sim::Profile profile;
         std::string error;
-        EXPECT_FALSE(sim::ParseProfile(std::string(R"({"readers":[{"name":"R","card":{"serial":"01","unblock":)") +
-                                           row.unblock + "}}]}",
-                                       profile, &error));
+        EXPECT_FALSE(sim::ParseProfile(
+            std::string(R"({"readers":[{"name":"R","card":{"serial":"01","unblock":)") + row.unblock + "}}]}",
+            profile, &error));
         EXPECT_NE(error.find(row.expected), std::string::npos) << error;
         EXPECT_EQ(error.find("8D3F"), std::string::npos) << error;
     }
