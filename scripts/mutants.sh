@@ -61,6 +61,16 @@ prompt_gate_unit_test | src/api/prompt_gate_win.h | if (m_holding) m_busy.store(
 pin_prompt_test=PinPrompt.* | src/api/prompt_gate_win.cpp | m_holding = true; | (void)0;
 platform_services_unit_test=HostProviders.* | src/services/toast_win.cpp | if (ToastSink sink = g_sink.load()) | if (ToastSink sink = nullptr)
 platform_services_unit_test=NotifyEvent.* | src/services/agent_notify_win.cpp | static_cast<DWORD>((wcslen(readerName) + 1) * sizeof(wchar_t)) | static_cast<DWORD>(wcslen(readerName) + 1)
+native | sim/sim_card.cpp | if (!m_profile.staticCode.Empty())\n        Fail(SMMW_E_NOT_SUPPORTED | if (false)\n        Fail(SMMW_E_NOT_SUPPORTED
+native | sim/sim_card.cpp | response.size() == code.Size() && SameBytes | SameBytes
+native | sim/sim_card.cpp | SameBytes(code.Bytes().data(), response.data(), code.Size()) | true
+native | sim/sim_card.cpp | m_profile.type == CardType::Piv || m_profile.type == CardType::Cac; | m_profile.type == CardType::Piv;
+native | sim/sim_card.cpp | numeric && pinrules::IsAlphaPinWeak(pin) | numeric && pinrules::IsAlphaPinWeak(CSecStr())
+native | sim/sim_card.cpp | rules.weakCheck && pinrules::IsPinWeak(pin) | pinrules::IsPinWeak(pin)
+native | sim/sim_card.cpp | rules.weakCheck && pinrules::IsPinWeak(pin) | !rules.weakCheck && pinrules::IsPinWeak(pin)
+native | sim/sim_card.cpp | if (state.triesLeft == 0) return Verification::Blocked; | (void)0;
+native | sim/sim_card.cpp | --state.triesLeft;\n        return Verification::WrongPin; | return Verification::WrongPin;
+native | sim/sim_card.cpp | state.triesLeft = state.maxTries;\n    return Verification::Verified; | return Verification::Verified;
 EOF
 )
 

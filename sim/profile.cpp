@@ -211,13 +211,22 @@ void ParseCard(json& object, const std::string& path, CardProfile& card) {
 
     json* unblock = f.Find("unblock");
     if (unblock && !unblock->is_null()) {
-        Fields u(*unblock, f.PathOf("unblock"), {"adminKey", "authenticable"});
+        Fields u(*unblock, f.PathOf("unblock"), {"adminKey", "staticCode", "authenticable"});
         card.hasUnblockRight = true;
         card.unblockAuthenticable = u.Bool("authenticable", true);
-        card.adminKey = SecureBytes(u.SecretHex("adminKey"));
-        if (card.adminKey.Size() != 16 && card.adminKey.Size() != 24)
-            Reject(u.PathOf("adminKey"), "must be 16 or 24 bytes (two-key or three-key 3DES), got " +
-                                             std::to_string(card.adminKey.Size()));
+        if (u.Find("staticCode")) {
+            // A card either answers challenges or knows one code; both would leave the host guessing.
+            if (u.Find("adminKey")) Reject(u.PathOf("staticCode"), "not allowed beside \"adminKey\"");
+            card.staticCode = SecureBytes(u.SecretHex("staticCode"));
+            if (card.staticCode.Size() != kStaticCodeBytes)
+                Reject(u.PathOf("staticCode"), "must be " + std::to_string(kStaticCodeBytes) +
+                                                   " bytes, got " + std::to_string(card.staticCode.Size()));
+        } else {
+            card.adminKey = SecureBytes(u.SecretHex("adminKey"));
+            if (card.adminKey.Size() != 16 && card.adminKey.Size() != 24)
+                Reject(u.PathOf("adminKey"), "must be 16 or 24 bytes (two-key or three-key 3DES), got " +
+                                                 std::to_string(card.adminKey.Size()));
+        }
     }
 
     json* code = f.Find("unlockCode");

@@ -1,6 +1,7 @@
 // A simulator profile: the readers and the cards in them, parsed from JSON and checked before
 // anything of it is used. The format is described in docs/simulator.md.
 #pragma once
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -39,11 +40,15 @@ struct CardProfile {
     PinProfile pin;
     bool hasUnblockRight = false;
     bool unblockAuthenticable = false;
-    SecureBytes adminKey;   // 16 or 24 bytes when hasUnblockRight
+    SecureBytes adminKey;   // 16 or 24 bytes when the right is a challenge/response one
+    SecureBytes staticCode; // else the 8 bytes that answer every unblock (no challenge)
     SecureBytes unlockCode; // empty: none
     std::vector<std::wstring> capabilities;
     std::vector<FailureRule> failures;
 };
+
+// A static unlock code is as long as a response, so that the host reads both the same way.
+constexpr size_t kStaticCodeBytes = 8;
 
 struct ReaderProfile {
     std::wstring name;

@@ -1,5 +1,6 @@
 #include "sim_card.h"
 
+#include "dialogs/pinchange/pin_rules.h"
 #include "sim_controller.h"
 #include "sim_errors.h"
 
@@ -98,6 +99,9 @@ void Card::RequireUnblockRight() const {
 
 std::vector<uint8_t> Card::NewUnblockChallenge(ICrypto& crypto) {
     RequireUnblockRight();
+    // The host reads this as "no challenge/response here" and asks for the static code instead.
+    if (!m_profile.staticCode.Empty())
+        Fail(SMMW_E_NOT_SUPPORTED, L"The PIN is unblocked with a static code, not a challenge");
     std::vector<uint8_t> challenge(kChallengeBytes);
     crypto.Random(challenge.data(), challenge.size());
     m_challenge = SecureBytes(challenge);
@@ -105,36 +109,60 @@ std::vector<uint8_t> Card::NewUnblockChallenge(ICrypto& crypto) {
     return challenge;
 }
 
-void Card::Unblock(ICrypto& crypto, const std::vector<uint8_t>& response, const wchar_t* newPin,
-                   uint32_t flags) {
-    RequireUnblockRight();
-    if (flags != 0) Fail(SMMW_E_INVALID_PARAMETER, L"Unblock takes no flags");
-    // The new PIN is checked before the response, as the host does before it talks to the card:
-    // a mistyped PIN costs no try and keeps the challenge.
-    CSecStr pin(newPin);
-    PinProfile& state = m_profile.pin;
+void Card::RequireAcceptablePin(const wchar_t* newPin, const CSecStr& pin) const {
+    const PinProfile& rules = m_profile.pin;
     const uint32_t length = static_cast<uint32_t>(pin.GetLength());
-    if (!newPin || length < state.minLength || length > state.maxLength)
+    if (!newPin || length < rules.minLength || length > rules.maxLength)
         Fail(SMMW_E_INVALID_PARAMETER, L"The new PIN's length is outside the card's limits");
+    // PIV and CAC applications store the PIN as digits.
+    const bool numeric = m_profile.type == CardType::Piv || m_profile.type == CardType::Cac;
+    if (numeric && pinrules::IsAlphaPinWeak(pin))
+        Fail(SMMW_E_INVALID_PARAMETER, L"The new PIN must hold digits only");
+    if (rules.weakCheck && pinrules::IsPinWeak(pin))
+        Fail(SMMW_E_INVALID_PARAMETER, L"The new PIN is weak (repeated or evenly stepping characters)");
+}
 
+const wchar_t* Card::CheckChallengeResponse(ICrypto& crypto, const std::vector<uint8_t>& response) {
     // A challenge answers one attempt, right or wrong: no guessing against the same one.
     const bool pending = m_challengePending;
     SecureBytes challenge = std::move(m_challenge);
     m_challenge.Clear();
     m_challengePending = false;
+    if (!pending) return L"No unblock challenge was requested";
 
     uint8_t expected[kChallengeBytes] = {};
     bool right = false;
-    if (pending && challenge.Size() == kChallengeBytes && response.size() == kChallengeBytes) {
+    if (challenge.Size() == kChallengeBytes && response.size() == kChallengeBytes) {
         if (!crypto.Encrypt3DesBlock(m_profile.adminKey.Bytes(), challenge.Bytes().data(), expected))
             Fail(SMMW_E_INTERNAL, L"The cipher failed");
         right = SameBytes(expected, response.data(), kChallengeBytes);
         SecureWipe(expected, sizeof expected);
     }
-    if (!right) {
+    return right ? nullptr : L"The response does not answer the challenge";
+}
+
+const wchar_t* Card::CheckStaticCode(const std::vector<uint8_t>& response) const {
+    const SecureBytes& code = m_profile.staticCode;
+    const bool right =
+        response.size() == code.Size() && SameBytes(code.Bytes().data(), response.data(), code.Size());
+    return right ? nullptr : L"The response is not the card's unlock code";
+}
+
+void Card::Unblock(ICrypto& crypto, const std::vector<uint8_t>& response, const wchar_t* newPin,
+                   uint32_t flags) {
+    RequireUnblockRight();
+    if (flags != 0) Fail(SMMW_E_INVALID_PARAMETER, L"Unblock takes no flags");
+    // The new PIN is checked before the response, as the host does before it talks to the card:
+    // a PIN the card refuses costs no try and keeps the challenge.
+    CSecStr pin(newPin);
+    RequireAcceptablePin(newPin, pin);
+
+    const wchar_t* wrong =
+        m_profile.staticCode.Empty() ? CheckChallengeResponse(crypto, response) : CheckStaticCode(response);
+    PinProfile& state = m_profile.pin;
+    if (wrong) {
         if (state.triesLeft > 0) --state.triesLeft;
-        Fail(SMMW_E_WRONG_CODE,
-             pending ? L"The response does not answer the challenge" : L"No unblock challenge was requested");
+        Fail(SMMW_E_WRONG_CODE, wrong);
     }
     state.value = pin;
     state.triesLeft = state.maxTries;
@@ -142,6 +170,17 @@ void Card::Unblock(ICrypto& crypto, const std::vector<uint8_t>& response, const 
 
 bool Card::PinEquals(const wchar_t* pin) const {
     return pin && m_profile.pin.value.Compare(pin) == 0;
+}
+
+Card::Verification Card::VerifyPin(const wchar_t* pin) {
+    PinProfile& state = m_profile.pin;
+    if (state.triesLeft == 0) return Verification::Blocked;
+    if (!PinEquals(pin)) {
+        --state.triesLeft;
+        return Verification::WrongPin;
+    }
+    state.triesLeft = state.maxTries;
+    return Verification::Verified;
 }
 
 } // namespace sim

@@ -47,12 +47,20 @@ class Card {
                  uint32_t flags);
 
     bool PinEquals(const wchar_t* pin) const;
+    enum class Verification { Verified, WrongPin, Blocked };
+    // As a security module verifies a PIN: a right one restores the tries, a wrong one uses one
+    // up, and none is accepted once they are used up.
+    Verification VerifyPin(const wchar_t* pin);
 
     std::vector<std::shared_ptr<CreatedCredential>>& Created() { return m_created; }
     std::vector<FailureRule>& Failures() { return m_profile.failures; }
 
   private:
     void RequireUnblockRight() const;
+    void RequireAcceptablePin(const wchar_t* newPin, const CSecStr& pin) const;
+    // Null when the response unblocks, else why it does not.
+    const wchar_t* CheckChallengeResponse(ICrypto& crypto, const std::vector<uint8_t>& response);
+    const wchar_t* CheckStaticCode(const std::vector<uint8_t>& response) const;
 
     CardProfile m_profile;
     bool m_present;

@@ -6,6 +6,7 @@
 #include "sim_context.h"
 #include "sim_errors.h"
 #include "sim_state.h"
+#include "smmw_sim.h"
 
 namespace sim {
 
@@ -150,6 +151,24 @@ bool SimController::PinEquals(const std::wstring& name, const wchar_t* pin) cons
     Lock lock(m_state->mutex);
     SimReader* reader = m_state->FindListedReader(name);
     return reader && reader->card && reader->card->PinEquals(pin);
+}
+
+int SimController::VerifyPin(const std::wstring& name, const wchar_t* pin, unsigned* triesLeft) {
+    if (!pin) return CVSIM_E_INVALID_ARGUMENT;
+    Lock lock(m_state->mutex);
+    SimReader* reader = m_state->FindListedReader(name);
+    if (!reader || !reader->card || !reader->card->Present()) return CVSIM_E_NOT_FOUND;
+    const Card::Verification outcome = reader->card->VerifyPin(pin);
+    if (triesLeft) *triesLeft = reader->card->Profile().pin.triesLeft;
+    switch (outcome) {
+    case Card::Verification::Verified:
+        return CVSIM_OK;
+    case Card::Verification::WrongPin:
+        return CVSIM_E_NO_MATCH;
+    case Card::Verification::Blocked:
+        break;
+    }
+    return CVSIM_E_BLOCKED;
 }
 
 void SimController::Initialize() {

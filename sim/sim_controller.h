@@ -58,6 +58,8 @@ class SimController : public NV::SMMW::IController {
     // The card's state whether it is in the reader or not; false without such a reader or card.
     bool GetPinState(const std::wstring& reader, SimPinState* state) const;
     bool PinEquals(const std::wstring& reader, const wchar_t* pin) const;
+    // CvSimVerifyPin of smmw_sim.h, whose result codes it returns: the card must be in the reader.
+    int VerifyPin(const std::wstring& reader, const wchar_t* pin, unsigned* triesLeft);
 
     void Initialize() override;
     std::vector<NV::SMMW::IReader*> ListReaders() override;

@@ -206,6 +206,11 @@ extern "C" int CvSimPinEquals(const wchar_t* readerName, const wchar_t* pin) {
     });
 }
 
+extern "C" int CvSimVerifyPin(const wchar_t* readerName, const wchar_t* pin, unsigned* triesLeft) {
+    if (!readerName || !pin) return CVSIM_E_INVALID_ARGUMENT;
+    return Control([&](sim::SimController& c) { return c.VerifyPin(readerName, pin, triesLeft); });
+}
+
 extern "C" int CvSimGetLastError(wchar_t* buffer, unsigned capacity, unsigned* needed) {
     try {
         std::lock_guard<std::mutex> lock(g_errorMutex);

@@ -364,7 +364,7 @@ TEST_F(CardLayer, TheHelpDeskResponseUnblocksAndAWrongOneDoesNot) {
               helpdesk::ResponseStatus::Ok);
     CSecStr wrong = ResponseDigits(response);
     wrong.Replace(wrong.Left(1).GetString(), wrong[0] == L'0' ? L"1" : L"0");
-    EXPECT_EQ(card.UnlockPIN(wrong, CSecStr(L"654321")), CV_OBJ_API_WRONG_CODE);
+    EXPECT_EQ(card.UnlockPIN(wrong, CSecStr(L"615243")), CV_OBJ_API_WRONG_CODE);
     sim::SimPinState state{};
     ASSERT_TRUE(simulator.GetPinState(L"R1", &state));
     EXPECT_TRUE(state.blocked);
@@ -372,10 +372,10 @@ TEST_F(CardLayer, TheHelpDeskResponseUnblocksAndAWrongOneDoesNot) {
     ASSERT_EQ(card.GetUnlockChallenge(&challenge), 0u);
     ASSERT_EQ(helpdesk::ComputeResponse(crypto, Narrow(challenge), key, response, error),
               helpdesk::ResponseStatus::Ok);
-    EXPECT_EQ(card.UnlockPIN(ResponseDigits(response), CSecStr(L"654321")), CV_OBJ_API_OK);
+    EXPECT_EQ(card.UnlockPIN(ResponseDigits(response), CSecStr(L"615243")), CV_OBJ_API_OK);
     ASSERT_TRUE(simulator.GetPinState(L"R1", &state));
     EXPECT_FALSE(state.blocked);
-    EXPECT_TRUE(simulator.PinEquals(L"R1", L"654321"));
+    EXPECT_TRUE(simulator.PinEquals(L"R1", L"615243"));
 }
 
 TEST_F(CardLayer, UnlockCodeIsReadAsHexAndRemoved) {

@@ -58,14 +58,14 @@ TEST_F(SimControllerTest, RightResponseUnblocksWithTheNewPinAndWrongOnesCostATry
     EXPECT_TRUE(pin->GetAccessRight(L"ActionUnblock")->IsAuthenticable());
 
     // No challenge asked yet, then a wrong response: a try each, never below zero.
-    EXPECT_EQ(CodeOf([&] { pin->Unblock(std::vector<uint8_t>(8), L"222222", 0); }), SMMW_E_WRONG_CODE);
+    EXPECT_EQ(CodeOf([&] { pin->Unblock(std::vector<uint8_t>(8), L"271828", 0); }), SMMW_E_WRONG_CODE);
     EXPECT_EQ(TriesLeft(), 1u);
     std::vector<uint8_t> challenge = pin->GetUnblockChallenge();
     ASSERT_EQ(challenge.size(), 8u);
     std::vector<uint8_t> wrong = RightResponse(challenge);
     wrong[7] ^= 1;
     for (int i = 0; i < 2; ++i) {
-        EXPECT_EQ(CodeOf([&] { pin->Unblock(wrong, L"222222", 0); }), SMMW_E_WRONG_CODE);
+        EXPECT_EQ(CodeOf([&] { pin->Unblock(wrong, L"271828", 0); }), SMMW_E_WRONG_CODE);
         challenge = pin->GetUnblockChallenge();
         wrong = RightResponse(challenge);
         wrong[0] ^= 0x80;
@@ -80,14 +80,14 @@ TEST_F(SimControllerTest, RightResponseUnblocksWithTheNewPinAndWrongOnesCostATry
     EXPECT_EQ(CodeOf([&] { pin->Unblock(right, L"22222", 0); }), SMMW_E_INVALID_PARAMETER);
     EXPECT_EQ(CodeOf([&] { pin->Unblock(right, L"222222222", 0); }), SMMW_E_INVALID_PARAMETER);
     EXPECT_EQ(CodeOf([&] { pin->Unblock(right, nullptr, 0); }), SMMW_E_INVALID_PARAMETER);
-    EXPECT_EQ(CodeOf([&] { pin->Unblock(right, L"2222222", 0); }), 0u);
+    EXPECT_EQ(CodeOf([&] { pin->Unblock(right, L"2718281", 0); }), 0u);
     ASSERT_TRUE(controller.GetPinState(kReader, &state));
     EXPECT_EQ(state.triesLeft, 3u);
     EXPECT_FALSE(state.blocked);
-    EXPECT_TRUE(controller.PinEquals(kReader, L"2222222"));
+    EXPECT_TRUE(controller.PinEquals(kReader, L"2718281"));
     EXPECT_FALSE(controller.PinEquals(kReader, L"111111"));
     // The challenge answered once.
-    EXPECT_EQ(CodeOf([&] { pin->Unblock(right, L"333333", 0); }), SMMW_E_WRONG_CODE);
+    EXPECT_EQ(CodeOf([&] { pin->Unblock(right, L"314159", 0); }), SMMW_E_WRONG_CODE);
 }
 
 TEST_F(SimControllerTest, UnblockRightsDecideWhetherUnblockIsPossible) {
@@ -113,7 +113,7 @@ TEST_F(SimControllerTest, UnblockRightsDecideWhetherUnblockIsPossible) {
         const uint32_t expected = row.authenticable ? 0u : uint32_t(SMMW_E_ACCESS_DENIED);
         EXPECT_EQ(CodeOf([&] { pin->GetUnblockChallenge(); }), expected) << row.unblock;
         if (!row.authenticable) {
-            EXPECT_EQ(CodeOf([&] { pin->Unblock(std::vector<uint8_t>(8), L"222222", 0); }),
+            EXPECT_EQ(CodeOf([&] { pin->Unblock(std::vector<uint8_t>(8), L"271828", 0); }),
                       SMMW_E_ACCESS_DENIED);
         }
         EXPECT_EQ(TriesLeft(), 0u);
@@ -242,7 +242,7 @@ TEST_F(SimControllerTest, RemovalRaisesTheEventAndInvalidatesContextsUntilANewOn
     EXPECT_FALSE(controller.RemoveCard(kReader));
     CVData value;
     EXPECT_EQ(CodeOf([&] { card->GetProperty(0, value); }), SMMW_E_CARD_REMOVED);
-    EXPECT_EQ(CodeOf([&] { pin->Unblock(RightResponse(challenge), L"222222", 0); }), SMMW_E_CARD_REMOVED);
+    EXPECT_EQ(CodeOf([&] { pin->Unblock(RightResponse(challenge), L"271828", 0); }), SMMW_E_CARD_REMOVED);
     EXPECT_EQ(CodeOf([&] { context->BeginTransaction(); }), SMMW_E_CARD_REMOVED);
     EXPECT_EQ(CodeOf([&] { Open(); }), SMMW_E_NO_CARD);
 
@@ -252,7 +252,7 @@ TEST_F(SimControllerTest, RemovalRaisesTheEventAndInvalidatesContextsUntilANewOn
     EXPECT_EQ(CodeOf([&] { card->GetProperty(0, value); }), SMMW_E_CARD_REMOVED); // still the old session
     IPinCredential* fresh = UserPin(Open());
     // The challenge went with the card; the PIN state came back.
-    EXPECT_EQ(CodeOf([&] { fresh->Unblock(RightResponse(challenge), L"222222", 0); }), SMMW_E_WRONG_CODE);
+    EXPECT_EQ(CodeOf([&] { fresh->Unblock(RightResponse(challenge), L"271828", 0); }), SMMW_E_WRONG_CODE);
     EXPECT_EQ(CodeOf([&] { controller.ReleaseContext(context); }), 0u);
 
     controller.Unsubscribe(&sink);

@@ -152,8 +152,8 @@ TEST_F(SimModule, TheHelpdeskResponseUnblocksThePinWithTheNewOne) {
     ASSERT_NE(pin, nullptr);
     const ToolResult answer = RunHelpdesk(Hex(pin->GetUnblockChallenge()) + " " + kAdminKey);
     ASSERT_EQ(answer.exitCode, 0) << answer.output;
-    EXPECT_EQ(CodeOf([&] { pin->Unblock(Bytes(answer.output), L"7654321", 0); }), 0u);
-    EXPECT_EQ(pinEquals(kUnblockable, L"7654321"), CVSIM_OK);
+    EXPECT_EQ(CodeOf([&] { pin->Unblock(Bytes(answer.output), L"2718281", 0); }), 0u);
+    EXPECT_EQ(pinEquals(kUnblockable, L"2718281"), CVSIM_OK);
     EXPECT_EQ(pinEquals(kUnblockable, L"246810"), CVSIM_E_NO_MATCH);
     unsigned triesLeft = 99, maxTries = 0;
     int blocked = 1;
@@ -161,7 +161,7 @@ TEST_F(SimModule, TheHelpdeskResponseUnblocksThePinWithTheNewOne) {
     EXPECT_EQ(triesLeft, 3u);
     EXPECT_EQ(blocked, 0);
     // A wrong response is refused across the module's boundary with its code.
-    EXPECT_EQ(CodeOf([&] { pin->Unblock(Bytes(answer.output), L"7654321", 0); }), SMMW_E_WRONG_CODE);
+    EXPECT_EQ(CodeOf([&] { pin->Unblock(Bytes(answer.output), L"2718281", 0); }), SMMW_E_WRONG_CODE);
     controller->ReleaseContext(context);
 }
 

@@ -1,0 +1,198 @@
+// The blocked-card story on the simulated card: the static unlock code, the card's own rules for
+// the new PIN, and PIN verification with its try counting.
+#include "sim_controller.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <cwchar>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+#include "profile.h"
+#include "sim_test_support.h"
+#include "smmw_sim.h"
+
+using namespace NV::SMMW;
+using simtest::CodeOf;
+
+namespace {
+
+const wchar_t kReader[] = L"R1";
+const std::vector<uint8_t> kStaticCode = {0x8D, 0x3F, 0x6A, 0x1C, 0x0E, 0x5B, 0x72, 0x94};
+
+// A card with two of its three tries left (PIN 975310), unblocked by kStaticCode.
+std::string StaticCodeCard(const std::string& type = "piv", bool weakCheck = true) {
+    return R"({"readers":[{"name":"R1","card":{"serial":"01","type":")" + type +
+           R"(","pin":{"value":"975310","weakCheck":)" + (weakCheck ? "true" : "false") +
+           R"(,"triesLeft":2,"maxTries":3},"unblock":{"staticCode":"8D3F6A1C0E5B7294"}}}]})";
+}
+
+struct Failure {
+    uint32_t code = 0;
+    std::wstring message;
+};
+
+template <class F> Failure FailureOf(F&& operation) {
+    Failure failure;
+    try {
+        operation();
+    } catch (NV::Framework::IException* e) {
+        failure = {e->GetCode(), e->GetMessageText()};
+        e->Release();
+    }
+    return failure;
+}
+
+class SimUnblock : public ::testing::Test {
+  protected:
+    void Load(const std::string& json) {
+        std::string error;
+        ASSERT_TRUE(controller.LoadProfile(json, &error)) << error;
+    }
+    IPinCredential* UserPin() { return simtest::PrimaryPin(simtest::OpenContext(controller, kReader)); }
+    uint32_t TriesLeft() {
+        sim::SimPinState state{};
+        EXPECT_TRUE(controller.GetPinState(kReader, &state));
+        return state.triesLeft;
+    }
+
+    simtest::FakeCrypto crypto;
+    sim::SimController controller{crypto};
+};
+
+TEST_F(SimUnblock, StaticCodeUnblocksWithoutAChallengeAndAWrongOneCostsATry) {
+    std::vector<uint8_t> flipped = kStaticCode;
+    flipped[7] ^= 1;
+    const std::vector<uint8_t> shorter(kStaticCode.begin(), kStaticCode.end() - 1);
+    const struct {
+        const char* name;
+        std::vector<uint8_t> response;
+        uint32_t code;
+        uint32_t triesLeft;
+        const wchar_t* pinAfter;
+    } rows[] = {
+        {"right", kStaticCode, 0, 3, L"271828"},
+        {"last bit wrong", flipped, SMMW_E_WRONG_CODE, 1, L"975310"},
+        {"one byte short", shorter, SMMW_E_WRONG_CODE, 1, L"975310"},
+    };
+    for (const auto& row : rows) {
+        Load(StaticCodeCard());
+        IPinCredential* pin = UserPin();
+        ASSERT_NE(pin, nullptr);
+        // The host falls back to the static-code layout on "not supported".
+        EXPECT_EQ(CodeOf([&] { pin->GetUnblockChallenge(); }), SMMW_E_NOT_SUPPORTED) << row.name;
+        EXPECT_EQ(CodeOf([&] { pin->Unblock(row.response, L"271828", 0); }), row.code) << row.name;
+        EXPECT_EQ(TriesLeft(), row.triesLeft) << row.name;
+        EXPECT_TRUE(controller.PinEquals(kReader, row.pinAfter)) << row.name;
+    }
+}
+
+TEST_F(SimUnblock, TheNewPinMeetsTheCardsRulesBeforeTheCodeCounts) {
+    const struct {
+        const char* type;
+        bool weakCheck;
+        const wchar_t* newPin;
+        const char* refusedRule; // null: accepted
+    } rows[] = {
+        {"piv", true, L"27a828", "digits"},  // PIV and CAC PINs are numeric
+        {"cac", false, L"27a828", "digits"}, // (whatever the weak check)
+        {"other", true, L"27a828", nullptr}, // other cards take letters
+        {"piv", true, L"123456", "weak"},    // stepping
+        {"piv", true, L"888888", "weak"},    // repeated
+        {"other", true, L"abcdef", "weak"},  // letters step too
+        {"piv", false, L"123456", nullptr},  // the card does not check
+        {"piv", true, L"27182", "length"},   // (checked first, as before)
+    };
+    for (const auto& row : rows) {
+        const std::string label = std::string(row.type) + (row.weakCheck ? " weak-check " : " ") +
+                                  std::string(row.newPin, row.newPin + wcslen(row.newPin));
+        Load(StaticCodeCard(row.type, row.weakCheck));
+        IPinCredential* pin = UserPin();
+        ASSERT_NE(pin, nullptr);
+        const Failure failure = FailureOf([&] { pin->Unblock(kStaticCode, row.newPin, 0); });
+        if (!row.refusedRule) {
+            EXPECT_EQ(failure.code, 0u) << label;
+            EXPECT_TRUE(controller.PinEquals(kReader, row.newPin)) << label;
+            continue;
+        }
+        EXPECT_EQ(failure.code, SMMW_E_INVALID_PARAMETER) << label;
+        const std::wstring rule(row.refusedRule, row.refusedRule + strlen(row.refusedRule));
+        EXPECT_NE(failure.message.find(rule), std::wstring::npos) << label;
+        EXPECT_EQ(failure.message.find(row.newPin), std::wstring::npos) << label;
+        // Refused before the code was looked at: no try used, the PIN unchanged.
+        EXPECT_EQ(TriesLeft(), 2u) << label;
+        EXPECT_TRUE(controller.PinEquals(kReader, L"975310")) << label;
+    }
+}
+
+TEST_F(SimUnblock, VerifyingCountsTriesAndABlockedPinRefusesEvenTheRightOne) {
+    Load(StaticCodeCard());
+    const struct {
+        const wchar_t* pin;
+        int result;
+        unsigned triesLeft;
+    } steps[] = {
+        {L"000000", CVSIM_E_NO_MATCH, 1}, // two tries left to start with
+        {L"975310", CVSIM_OK, 3},         // the right PIN restores them all
+        {L"000000", CVSIM_E_NO_MATCH, 2}, // then down to none
+        {L"000000", CVSIM_E_NO_MATCH, 1}, // the last try
+        {L"000000", CVSIM_E_NO_MATCH, 0}, // the PIN is blocked
+        {L"975310", CVSIM_E_BLOCKED, 0},  // blocked: not even the right one, and nothing counted
+    };
+    for (const auto& step : steps) {
+        unsigned triesLeft = 99;
+        EXPECT_EQ(controller.VerifyPin(kReader, step.pin, &triesLeft), step.result);
+        EXPECT_EQ(triesLeft, step.triesLeft);
+    }
+    // The story's end: unblocked with the code, the new PIN verifies.
+    IPinCredential* pin = UserPin();
+    ASSERT_NE(pin, nullptr);
+    ASSERT_EQ(CodeOf([&] { pin->Unblock(kStaticCode, L"271828", 0); }), 0u);
+    EXPECT_EQ(controller.VerifyPin(kReader, L"271828", nullptr), CVSIM_OK);
+
+    // Nothing to verify against: an unknown reader, a card taken out.
+    EXPECT_EQ(controller.VerifyPin(L"R9", L"271828", nullptr), CVSIM_E_NOT_FOUND);
+    ASSERT_TRUE(controller.RemoveCard(kReader));
+    EXPECT_EQ(controller.VerifyPin(kReader, L"271828", nullptr), CVSIM_E_NOT_FOUND);
+}
+
+TEST_F(SimUnblock, TheShippedVariantsAreAStaticCodeCardAndACardThatCannotBeUnlocked) {
+    std::ifstream file(std::string(CVSIM_PROFILES_DIR) + "/blocked-card-variants.json", std::ios::binary);
+    Load(std::string(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()));
+    IPinCredential* staticCard =
+        simtest::PrimaryPin(simtest::OpenContext(controller, L"Corvana Simulated Reader 3"));
+    IPinCredential* lockedOut =
+        simtest::PrimaryPin(simtest::OpenContext(controller, L"Corvana Simulated Reader 4"));
+    ASSERT_TRUE(staticCard && lockedOut);
+    EXPECT_EQ(CodeOf([&] { staticCard->GetUnblockChallenge(); }), SMMW_E_NOT_SUPPORTED);
+    EXPECT_EQ(CodeOf([&] { staticCard->Unblock(kStaticCode, L"271828", 0); }), 0u);
+    EXPECT_EQ(CodeOf([&] { lockedOut->GetUnblockChallenge(); }), SMMW_E_ACCESS_DENIED);
+    EXPECT_EQ(controller.VerifyPin(L"Corvana Simulated Reader 4", L"864209", nullptr), CVSIM_E_BLOCKED);
+}
+
+TEST(SimUnblockProfile, StaticCodesAreCheckedWithoutQuotingThem) {
+    const struct {
+        const char* unblock;
+        const char* expected;
+    } rows[] = {
+        {R"({"staticCode":"8D3F6A1C0E5B72","authenticable":true})",
+         "card.unblock.staticCode: must be 8 bytes"},
+        {R"({"staticCode":"8D3F6A1C0E5B7294","adminKey":"00112233445566778899AABBCCDDEEFF"})",
+         "card.unblock.staticCode: not allowed beside \"adminKey\""},
+        {R"({"staticCode":"8D3F6A1C0E5B72QQ"})", "card.unblock.staticCode: "},
+    };
+    for (const auto& row : rows) {
+        sim::Profile profile;
+        std::string error;
+        EXPECT_FALSE(sim::ParseProfile(
+            std::string(R"({"readers":[{"name":"R","card":{"serial":"01","unblock":)") + row.unblock + "}}]}",
+            profile, &error));
+        EXPECT_NE(error.find(row.expected), std::string::npos) << error;
+        EXPECT_EQ(error.find("8D3F"), std::string::npos) << error;
+    }
+}
+
+} // namespace
