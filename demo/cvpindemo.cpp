@@ -196,17 +196,29 @@ void RunUnlockNotices() {
             drv::Click(dlg, IDOK);
         }));
 
-    // A card whose unlock is not allowed, and one that has no challenge (a static code).
-    if (Sim<CvSimLoadProfileFileFn>("CvSimLoadProfileFile")(L"profiles\\blocked-card.json") != CVSIM_OK) return;
+    // A card that has no challenge (it takes a static code), and one whose unlock is not allowed.
+    if (Sim<CvSimLoadProfileFileFn>("CvSimLoadProfileFile")(L"profiles\\blocked-card-variants.json") != CVSIM_OK)
+        return;
+    Print("ShowUnlockDialog (static code)", Run(
+        [] { return (int)ShowUnlockDialog(nullptr, L"Corvana Simulated Reader 3", nullptr); },
+        [](drv::Caller& c, HWND dlg) {
+            auto field = [dlg](int id) { return drv::FindDescendant(dlg, id); };
+            drv::TypeText(field(IDC_UL_RESPONSE_EDIT), L"8D3F-6A1C-0E5B-7294");
+            drv::TypeText(field(IDC_UL_NEW_PIN_EDIT), L"20406080");
+            drv::TypeText(field(IDC_UL_CONFIRM_EDIT), L"20406080");
+            Shot(c.ThreadId(), dlg, L"unlock-static-code");
+            ClickAway(dlg, IDOK);
+            drv::Click(DialogOver(c, dlg), IDOK);
+        }));
     Print("ShowUnlockDialog (not allowed: the notice)",
-          Run([] { return (int)ShowUnlockDialog(nullptr, L"Corvana Simulated Reader 2", nullptr); },
+          Run([] { return (int)ShowUnlockDialog(nullptr, L"Corvana Simulated Reader 4", nullptr); },
               [](drv::Caller& c, HWND dlg) {
                   Shot(c.ThreadId(), dlg, L"unlock-not-allowed");
                   drv::Click(dlg, IDOK);
               }));
     Print("CResetCardDialogMain (the reset form)", Run(
         [] {
-            CResetCardDialogMain form(0, nullptr, 0, 0, 0, L"Corvana Simulated Reader 1", nullptr, nullptr, 0);
+            CResetCardDialogMain form(0, nullptr, 0, 0, 0, L"Corvana Simulated Reader 3", nullptr, nullptr, 0);
             form.SetChallenge(L"3F2A9C10B7E4D58A");
             return (int)form.DoModal();
         },

@@ -18,7 +18,6 @@ namespace {
 
 const wchar_t kHelpDeskReader[] = L"Unlock Reader";
 const wchar_t kStaticReader[] = L"Static Reader";
-const wchar_t kLockedReader[] = L"Locked Reader";
 const wchar_t kFailingReader[] = L"Failing Reader";
 const char kAdminKey[] = "00112233445566778899AABBCCDDEEFF";
 
@@ -30,15 +29,11 @@ const char kProfile[] = R"({"readers": [
     "unlockCode": "0F1E2D3C4B5A69788C"}},
   {"name": "Static Reader", "card": {"serial": "0102030405060709", "type": "piv",
     "pin": {"value": "246810", "min": 6, "max": 8, "triesLeft": 0, "maxTries": 3},
-    "unblock": {"adminKey": "00112233445566778899AABBCCDDEEFF", "authenticable": true},
-    "failures": [{"operation": "GetUnblockChallenge", "code": 3001}]}},
+    "unblock": {"staticCode": "8D3F6A1C0E5B7294"}}},
   {"name": "Failing Reader", "card": {"serial": "010203040506070B", "type": "piv",
     "pin": {"value": "246810", "min": 6, "max": 8, "triesLeft": 0, "maxTries": 3},
     "unblock": {"adminKey": "00112233445566778899AABBCCDDEEFF", "authenticable": true},
-    "failures": [{"operation": "Unblock", "code": 3012}]}},
-  {"name": "Locked Reader", "card": {"serial": "010203040506070A", "type": "cac",
-    "pin": {"value": "246810", "triesLeft": 0, "maxTries": 3},
-    "unblock": {"adminKey": "00112233445566778899AABBCCDDEEFF", "authenticable": false}}}
+    "failures": [{"operation": "Unblock", "code": 3012}]}}
 ]})";
 
 // Clicks without waiting for what the click opens (a nested dialog would hold a sent click).
@@ -220,7 +215,7 @@ TEST_F(Unlock, TheTransactionOutlivesItsTimeOutWhileTheUserTypes) {
     EXPECT_EQ(SimFunction<CvSimPinEqualsFn>("CvSimPinEquals")(kHelpDeskReader, L"97531086"), CVSIM_OK);
 }
 
-TEST_F(Unlock, ACardWithoutAChallengeGetsTheShorterStaticLayout) {
+TEST_F(Unlock, ACardWithoutAChallengeTakesItsStaticCodeInAShorterDialog) {
     Open(kHelpDeskReader);
     RECT full;
     GetWindowRect(m_dialog, &full);
@@ -233,7 +228,15 @@ TEST_F(Unlock, ACardWithoutAChallengeGetsTheShorterStaticLayout) {
     EXPECT_EQ((full.bottom - full.top) - (shorter.bottom - shorter.top), 100);
     for (int id : {IDC_UL_CHALLENGE, IDC_UL_CHALLENGE_LABEL, IDC_UL_INSTRUCTION, IDC_UL_CHALLENGE_NOTE})
         EXPECT_FALSE(IsItemVisible(m_dialog, id)) << id;
-    EXPECT_TRUE(IsItemVisible(m_dialog, IDC_UL_RESPONSE_EDIT));
+    TypeAll(L"8d3f-6a1c-0e5b-7294", L"20406080", L"20406080");
+    ClickAway(m_dialog, IDOK);
+    HWND success = WaitForDialogOver(m_caller->ThreadId(), m_dialog);
+    ASSERT_NE(success, nullptr);
+    Click(success, IDOK);
+    EXPECT_EQ(Finish(), IDOK);
+    EXPECT_EQ(SimFunction<CvSimPinEqualsFn>("CvSimPinEquals")(kStaticReader, L"20406080"), CVSIM_OK);
+
+    Open(kStaticReader);
     RemoveCard(kStaticReader);
     EXPECT_EQ(Finish(), IDCANCEL) << "removing the card ends the dialog";
 }
