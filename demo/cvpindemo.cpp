@@ -21,6 +21,7 @@ namespace {
 
 // The reader of the simulated security module's built-in profile.
 const wchar_t kReader[] = L"Corvana Simulated Reader 0";
+const wchar_t kDefaultAdminKey[] = L"010203040506070801020304050607080102030405060708";
 bool g_scripted = false;
 std::wstring g_shots;
 
@@ -114,25 +115,6 @@ template <class Fn> Fn Sim(const char* name) {
     return reinterpret_cast<Fn>(reinterpret_cast<void*>(GetProcAddress(sim, name)));
 }
 
-// A dialog of the caller's thread opened over `over` (a nested dialog or message box).
-HWND DialogOver(drv::Caller& c, HWND over) {
-    HWND found = nullptr;
-    drv::WaitUntil([&] {
-        found = nullptr;
-        EnumThreadWindows(
-            c.ThreadId(),
-            [](HWND w, LPARAM out) {
-                if (IsWindowVisible(w)) *reinterpret_cast<HWND*>(out) = w;
-                return TRUE;
-            },
-            reinterpret_cast<LPARAM>(&found));
-        return found && found != over;
-    });
-    return found;
-}
-
-void ClickAway(HWND dialog, int id) { PostMessageW(GetDlgItem(dialog, id), BM_CLICK, 0, 0); }
-
 void BlockTheCard() {
     unsigned tries = 0;
     for (const wchar_t* wrong : {L"111111", L"222222"}) {
@@ -153,19 +135,18 @@ void RunUnlock() {
             drv::TypeText(field(IDC_UL_RESPONSE_EDIT), L"0000-0000-0000-0000");
             drv::TypeText(field(IDC_UL_NEW_PIN_EDIT), L"24681357");
             drv::TypeText(field(IDC_UL_CONFIRM_EDIT), L"24681357");
-            ClickAway(dlg, IDOK);
-            HWND failed = DialogOver(c, dlg);
+            drv::ClickAway(dlg, IDOK);
+            HWND failed = drv::WaitForDialogOver(c.ThreadId(), dlg);
             Shot(c.ThreadId(), failed, L"unlock-wrong-code");
             drv::Click(failed, IDOK);
-            drv::WaitUntil([&] { return DialogOver(c, nullptr) == dlg; }, 2000);
-            Sleep(300);  // the card's next challenge
-            const std::wstring response = drv::HelpDeskResponse(drv::ItemText(dlg, IDC_UL_CHALLENGE));
+            Sleep(500);  // the card's next challenge
+            const std::wstring response = drv::HelpDeskResponse(drv::ItemText(dlg, IDC_UL_CHALLENGE), kDefaultAdminKey);
             printf("  the help desk reads out %ls\n", response.c_str());
             SetWindowTextW(field(IDC_UL_RESPONSE_EDIT), L"");
             drv::TypeText(field(IDC_UL_RESPONSE_EDIT), response.c_str());
             Shot(c.ThreadId(), dlg, L"unlock");
-            ClickAway(dlg, IDOK);
-            HWND success = DialogOver(c, dlg);
+            drv::ClickAway(dlg, IDOK);
+            HWND success = drv::WaitForDialogOver(c.ThreadId(), dlg);
             Shot(c.ThreadId(), success, L"unlock-success");
             drv::Click(success, IDOK);
         }));
@@ -207,8 +188,8 @@ void RunUnlockNotices() {
             drv::TypeText(field(IDC_UL_NEW_PIN_EDIT), L"20406080");
             drv::TypeText(field(IDC_UL_CONFIRM_EDIT), L"20406080");
             Shot(c.ThreadId(), dlg, L"unlock-static-code");
-            ClickAway(dlg, IDOK);
-            drv::Click(DialogOver(c, dlg), IDOK);
+            drv::ClickAway(dlg, IDOK);
+            drv::Click(drv::WaitForDialogOver(c.ThreadId(), dlg), IDOK);
         }));
     Print("ShowUnlockDialog (not allowed: the notice)",
           Run([] { return (int)ShowUnlockDialog(nullptr, L"Corvana Simulated Reader 4", nullptr); },

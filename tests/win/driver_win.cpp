@@ -1,4 +1,6 @@
 #include "driver_win.h"
+
+#include <cctype>
 #include <chrono>
 #include "cvpingui.h"
 
@@ -133,6 +135,61 @@ std::wstring ItemText(HWND dialog, int id) {
     wchar_t text[512] = {};
     GetDlgItemTextW(dialog, id, text, 512);
     return text;
+}
+
+void ClickAway(HWND dialog, int id) { PostMessageW(GetDlgItem(dialog, id), BM_CLICK, 0, 0); }
+
+HWND WaitForDialogOver(DWORD threadId, HWND over, int timeoutMs) {
+    struct Search {
+        HWND over, found;
+    } search{over, nullptr};
+    WaitUntil(
+        [&] {
+            search.found = nullptr;
+            EnumThreadWindows(
+                threadId,
+                [](HWND w, LPARAM s) {
+                    auto* search = reinterpret_cast<Search*>(s);
+                    if (w != search->over && IsWindowVisible(w)) search->found = w;
+                    return TRUE;
+                },
+                reinterpret_cast<LPARAM>(&search));
+            return search.found != nullptr;
+        },
+        timeoutMs);
+    return search.found;
+}
+
+std::wstring HelpDeskResponse(const std::wstring& challenge, const std::wstring& adminKey) {
+    std::wstring command = L"cvhelpdesk.exe " + challenge + L" " + adminKey;
+    SECURITY_ATTRIBUTES inherit{sizeof inherit, nullptr, TRUE};
+    HANDLE readEnd = nullptr, writeEnd = nullptr;
+    if (!CreatePipe(&readEnd, &writeEnd, &inherit, 0)) return L"";
+    SetHandleInformation(readEnd, HANDLE_FLAG_INHERIT, 0);
+    STARTUPINFOW startup{};
+    startup.cb = sizeof startup;
+    startup.dwFlags = STARTF_USESTDHANDLES;
+    startup.hStdOutput = startup.hStdError = writeEnd;
+    PROCESS_INFORMATION process{};
+    const BOOL started = CreateProcessW(nullptr, &command[0], nullptr, nullptr, TRUE, CREATE_NO_WINDOW, nullptr,
+                                        nullptr, &startup, &process);
+    CloseHandle(writeEnd);
+    std::string output;
+    char buffer[128];
+    DWORD read = 0;
+    while (started && ReadFile(readEnd, buffer, sizeof buffer, &read, nullptr) && read > 0) output.append(buffer, read);
+    if (started) {
+        WaitForSingleObject(process.hProcess, 30000);
+        CloseHandle(process.hThread);
+        CloseHandle(process.hProcess);
+    }
+    CloseHandle(readEnd);
+    std::wstring response;  // "1A2B 3C4D 5E6F 7081"
+    for (char c : output) {
+        if (c == ' ') response += L'-';
+        else if (isxdigit(static_cast<unsigned char>(c))) response += static_cast<wchar_t>(c);
+    }
+    return response;
 }
 
 int RemoveCard(const wchar_t* reader) { return CVPinGuiPublishEvent(10002, &kCardEvents, 0, reader); }

@@ -51,6 +51,16 @@ std::wstring ItemText(HWND dialog, int id);
 // A control anywhere under top (in child forms too), by its id; null when there is none.
 HWND FindDescendant(HWND top, int id);
 
+// Clicks without waiting for what the click opens (a sent click would wait for a nested dialog).
+void ClickAway(HWND dialog, int id);
+// A visible window of the thread other than `over` (a nested dialog or a message box); null on
+// time-out.
+HWND WaitForDialogOver(DWORD threadId, HWND over, int timeoutMs = kTimeoutMs);
+// The help desk's response to challenge (as shown, in groups) for the card with administrator
+// key adminKey, computed by the help desk's own tool, with "-" between its groups as a user
+// might type it; empty when the tool failed.
+std::wstring HelpDeskResponse(const std::wstring& challenge, const std::wstring& adminKey);
+
 int RemoveCard(const wchar_t* reader);
 int SessionEvent(int code);
 

@@ -28,9 +28,6 @@ const char kProfile[] = R"({"readers": [
     "pin": {"value": "246810"}}}
 ]})";
 
-// Clicks without waiting for what the click opens (a nested dialog would hold a sent click).
-void ClickAway(HWND dialog, int id) { PostMessageW(GetDlgItem(dialog, id), BM_CLICK, 0, 0); }
-
 template <class Fn> Fn SimFunction(const char* name) {
     static HMODULE sim = LoadLibraryW(L"cv.smmw.mwctl.dll");
     return reinterpret_cast<Fn>(reinterpret_cast<void*>(GetProcAddress(sim, name)));
