@@ -39,7 +39,7 @@ struct PinPrompt : PinOut, Opened {
     HWND Edit() const { return GetDlgItem(dialog, IDC_PIN_EDIT); }
 };
 
-// The other prompts, called on the test's thread or a Caller's.
+// The prompts called as a caller calls them, on the test's thread or a Caller's.
 int AskPin(char** buffer, unsigned* length) {
     return GetPINFromUser(nullptr, kReader, 0, 4, 8, buffer, length, nullptr, nullptr, 0);
 }
@@ -438,14 +438,6 @@ TEST(KeyPadPrompt, ACancelBeforeThePromptAppearsStillEndsIt) {
     EXPECT_NE(next.dialog, nullptr);
     CancelKeyPadPrompt();
     next.Finish();
-}
-
-TEST(PinAlwaysPrompt, OkGivesZeroCancelFails) {
-    for (int button : {IDOK, IDCANCEL}) {
-        Opened always(PinAlways);
-        Click(always.dialog, button);
-        EXPECT_EQ(always.Finish(), button == IDOK ? CVPIN_OK : CVPIN_FAILED);
-    }
 }
 
 TEST(About, ShowsProductAndVersion) {
