@@ -10,6 +10,14 @@ namespace {
 const wchar_t kSettingsKey[] = L"Software\\Lumetra\\Corvana";
 const GUID kCardEvents = {0xE9F60E34, 0xE16C, 0x4C33, {0xA5, 0xF0, 0xAA, 0x46, 0xDB, 0x99, 0xCA, 0x32}};
 const GUID kSessionEvents = {0xF0C38807, 0x4D99, 0x4004, {0x8C, 0x00, 0x7C, 0x1E, 0xA1, 0x49, 0x23, 0x5D}};
+
+// Calls visit for each window of the thread (or each child of a window) until it returns true.
+template <class Visit>
+void ForEachWindow(DWORD thread, HWND parent, Visit visit) {
+    auto step = [](HWND hwnd, LPARAM lParam) -> BOOL { return !(*reinterpret_cast<Visit*>(lParam))(hwnd); };
+    if (parent) EnumChildWindows(parent, step, reinterpret_cast<LPARAM>(&visit));
+    else EnumThreadWindows(thread, step, reinterpret_cast<LPARAM>(&visit));
+}
 }  // namespace
 
 bool WaitUntil(const std::function<bool()>& cond, int timeoutMs) {
@@ -39,42 +47,24 @@ Caller::~Caller() {
 
 bool Caller::Wait(int timeoutMs) { return WaitUntil([this] { return m_done.load(); }, timeoutMs); }
 
-namespace {
-struct Search {
-    HWND found = nullptr;
-    int visible = 0;
-};
-BOOL CALLBACK FindDialog(HWND hwnd, LPARAM lParam) {
-    auto* s = reinterpret_cast<Search*>(lParam);
-    wchar_t cls[32] = {};
-    GetClassNameW(hwnd, cls, 32);
-    if (IsWindowVisible(hwnd) && wcscmp(cls, L"#32770") == 0) {
-        s->found = hwnd;
-        return FALSE;
-    }
-    return TRUE;
-}
-BOOL CALLBACK CountVisible(HWND hwnd, LPARAM lParam) {
-    if (IsWindowVisible(hwnd)) reinterpret_cast<Search*>(lParam)->visible++;
-    return TRUE;
-}
-}  // namespace
-
 HWND WaitForDialog(const Caller& caller, int timeoutMs) {
-    Search s;
+    HWND found = nullptr;
     WaitUntil(
         [&] {
-            EnumThreadWindows(caller.ThreadId(), FindDialog, reinterpret_cast<LPARAM>(&s));
-            return s.found != nullptr || caller.Finished();
+            ForEachWindow(caller.ThreadId(), nullptr, [&](HWND hwnd) {
+                wchar_t cls[32] = {};
+                GetClassNameW(hwnd, cls, 32);
+                if (IsWindowVisible(hwnd) && wcscmp(cls, L"#32770") == 0) found = hwnd;
+                return found != nullptr;
+            });
+            return found != nullptr || caller.Finished();
         },
         timeoutMs);
-    return s.found;
+    return found;
 }
 
-int VisibleWindows(DWORD threadId) {
-    Search s;
-    EnumThreadWindows(threadId, CountVisible, reinterpret_cast<LPARAM>(&s));
-    return s.visible;
+Opened::~Opened() {
+    if (!Finished() && dialog) Click(dialog, IDCANCEL);
 }
 
 void TypeChar(HWND edit, wchar_t ch) { SendMessageW(edit, WM_CHAR, ch, 1); }
@@ -83,11 +73,8 @@ void TypeText(HWND edit, const wchar_t* text) {
     for (; *text; ++text) TypeChar(edit, *text);
 }
 
-void Backspace(HWND edit) { SendMessageW(edit, WM_CHAR, VK_BACK, 1); }
-
 void Click(HWND dialog, int id) {
-    HWND button = GetDlgItem(dialog, id);
-    if (button) SendMessageW(button, BM_CLICK, 0, 0);
+    if (HWND button = GetDlgItem(dialog, id)) SendMessageW(button, BM_CLICK, 0, 0);
 }
 
 void PressKey(HWND dialog, UINT vk) {
@@ -102,33 +89,13 @@ void PressKey(HWND dialog, UINT vk) {
     SendMessageTimeoutW(dialog, WM_NULL, 0, 0, SMTO_BLOCK, 2000, &ignored);
 }
 
-bool IsItemEnabled(HWND dialog, int id) {
-    HWND item = GetDlgItem(dialog, id);
-    return item && IsWindowEnabled(item);
-}
-
-bool IsItemVisible(HWND dialog, int id) {
-    HWND item = GetDlgItem(dialog, id);
-    return item && IsWindowVisible(item);
-}
-
-namespace {
-struct DescendantSearch {
-    int id;
-    HWND found;
-};
-BOOL CALLBACK MatchId(HWND hwnd, LPARAM lParam) {
-    auto* s = reinterpret_cast<DescendantSearch*>(lParam);
-    if (GetDlgCtrlID(hwnd) != s->id) return TRUE;
-    s->found = hwnd;
-    return FALSE;
-}
-}  // namespace
-
 HWND FindDescendant(HWND top, int id) {
-    DescendantSearch s{id, nullptr};
-    EnumChildWindows(top, MatchId, reinterpret_cast<LPARAM>(&s));
-    return s.found;
+    HWND found = nullptr;
+    ForEachWindow(0, top, [&](HWND hwnd) {
+        if (GetDlgCtrlID(hwnd) == id) found = hwnd;
+        return found != nullptr;
+    });
+    return found;
 }
 
 std::wstring ItemText(HWND dialog, int id) {
@@ -207,14 +174,9 @@ ScopedSetting::ScopedSetting(const wchar_t* name, const wchar_t* value) : m_name
 
 ScopedSetting::~ScopedSetting() { RegDeleteKeyValueW(HKEY_CURRENT_USER, kSettingsKey, m_name.c_str()); }
 
-namespace {
-int WINAPI ReportLocked(unsigned* state) {
-    *state = 0;
-    return 0;
+LockedSession::LockedSession() {
+    CVPinGuiSetSessionStateProvider([](unsigned* state) { return static_cast<int>(*state = 0); });
 }
-}  // namespace
-
-LockedSession::LockedSession() { CVPinGuiSetSessionStateProvider(ReportLocked); }
 LockedSession::~LockedSession() { CVPinGuiSetSessionStateProvider(nullptr); }
 
 }  // namespace drv

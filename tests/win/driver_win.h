@@ -34,19 +34,29 @@ private:
 
 // The first visible dialog window of the thread; null on time-out (or when the call ends).
 HWND WaitForDialog(const Caller& caller, int timeoutMs = kTimeoutMs);
-// Counts the thread's top-level windows that are visible.
-int VisibleWindows(DWORD threadId);
+
+// A call with the first dialog it showed (null when none did), cancelled by the end of the
+// object's life if still open.
+class Opened : public Caller {
+public:
+    explicit Opened(std::function<int()> call) : Caller(std::move(call)), dialog(WaitForDialog(*this)) {}
+    ~Opened();
+    // The call's result once it has returned; kNoResult when it does not return in time.
+    int Finish() { return Wait() ? Result() : kNoResult; }
+    static constexpr int kNoResult = 0x7fffffff;
+    const HWND dialog;
+};
 
 void TypeChar(HWND edit, wchar_t ch);
 void TypeText(HWND edit, const wchar_t* text);
-void Backspace(HWND edit);
+inline void Backspace(HWND edit) { TypeChar(edit, VK_BACK); }
 // Clicks like a mouse: nothing happens on a disabled button.
 void Click(HWND dialog, int id);
 // Enter/Escape the way a keyboard does (through the dialog's message loop, to the control with
 // the focus); returns when the dialog's thread has handled them.
 void PressKey(HWND dialog, UINT vk);
-bool IsItemEnabled(HWND dialog, int id);
-bool IsItemVisible(HWND dialog, int id);
+inline bool IsItemEnabled(HWND dialog, int id) { return IsWindowEnabled(GetDlgItem(dialog, id)); }
+inline bool IsItemVisible(HWND dialog, int id) { return IsWindowVisible(GetDlgItem(dialog, id)); }
 std::wstring ItemText(HWND dialog, int id);
 // A control anywhere under top (in child forms too), by its id; null when there is none.
 HWND FindDescendant(HWND top, int id);

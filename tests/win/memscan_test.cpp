@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 #include <bcrypt.h>
+#include <functional>
+#include <utility>
 #include <vector>
 #include "cvpingui.h"
 #include "driver_win.h"
@@ -26,17 +28,15 @@ struct MaskedPin {
 };
 
 MaskedPin MakePin(int length) {
-    unsigned char random[kMaxPinLength + 1];
-    BCryptGenRandom(nullptr, random, sizeof(random), BCRYPT_USE_SYSTEM_PREFERRED_RNG);
-    MaskedPin pin;
-    pin.length = length;
-    pin.key = static_cast<unsigned char>(random[kMaxPinLength] | 0x80);
-    for (int i = 0; i < length; ++i) {
-        // Letters and digits, so the PIN is unlike anything else in memory.
-        static const char kAlphabet[] = "0123456789ABCDEFGHJKLMNPQRSTUVWXYZ";
-        pin.masked[i] = static_cast<unsigned char>(kAlphabet[random[i] % (sizeof(kAlphabet) - 1)] ^ pin.key);
-    }
-    SecureZeroMemory(random, sizeof(random));
+    // Letters and digits, so the PIN is unlike anything else in memory.
+    static const char kAlphabet[] = "0123456789ABCDEFGHJKLMNPQRSTUVWXYZ";
+    MaskedPin pin{length};
+    unsigned char key = 0;
+    BCryptGenRandom(nullptr, &key, 1, BCRYPT_USE_SYSTEM_PREFERRED_RNG);
+    BCryptGenRandom(nullptr, pin.masked, kMaxPinLength, BCRYPT_USE_SYSTEM_PREFERRED_RNG);
+    pin.key = key | 0x80;
+    for (int i = 0; i < length; ++i)
+        pin.masked[i] = static_cast<unsigned char>(kAlphabet[pin.masked[i] % (sizeof(kAlphabet) - 1)] ^ pin.key);
     return pin;
 }
 
@@ -45,26 +45,21 @@ size_t CountCopies(const MaskedPin& pin, int from, int count, int step) {
     size_t found = 0;
     std::vector<unsigned char> chunk;
     MEMORY_BASIC_INFORMATION info;
+    SIZE_T read = 0;
     for (auto* address = static_cast<unsigned char*>(nullptr);
          VirtualQuery(address, &info, sizeof(info)) == sizeof(info);
          address = static_cast<unsigned char*>(info.BaseAddress) + info.RegionSize) {
-        bool readable = info.State == MEM_COMMIT && !(info.Protect & (PAGE_GUARD | PAGE_NOACCESS)) &&
-                        (info.Protect & (PAGE_READONLY | PAGE_READWRITE | PAGE_WRITECOPY | PAGE_EXECUTE_READ |
-                                         PAGE_EXECUTE_READWRITE | PAGE_EXECUTE_WRITECOPY));
-        if (!readable) continue;
-        if (info.RegionSize > (256u << 20)) continue;  // reservations for the heap's growth, not data
+        // Reservations for the heap's growth (beyond 256 MB) are not data.
+        if (info.State != MEM_COMMIT || (info.Protect & (PAGE_GUARD | PAGE_NOACCESS | PAGE_EXECUTE)) ||
+            !info.Protect || info.RegionSize > (256u << 20))
+            continue;
         chunk.resize(info.RegionSize);
-        SIZE_T read = 0;
         if (!ReadProcessMemory(GetCurrentProcess(), info.BaseAddress, chunk.data(), info.RegionSize, &read)) continue;
-        size_t needle = static_cast<size_t>(count) * step;
-        for (size_t at = 0; at + needle <= read; ++at) {
+        for (size_t at = 0; at + static_cast<size_t>(count) * step <= read; ++at) {
             int k = 0;
-            for (; k < count; ++k) {
-                wchar_t ch = pin.At(from + k);
-                if (chunk[at + k * step] != (ch & 0xFF)) break;
-                if (step == 2 && chunk[at + k * step + 1] != 0) break;
-            }
-            if (k == count) found++;
+            const unsigned char* p = &chunk[at];
+            while (k < count && p[k * step] == pin.At(from + k) && (step == 1 || p[k * step + 1] == 0)) ++k;
+            found += k == count;
         }
     }
     SecureZeroMemory(chunk.data(), chunk.size());
@@ -77,7 +72,46 @@ size_t CountAllForms(const MaskedPin& pin) {
            CountCopies(pin, n - tail, tail, 2);
 }
 
+const wchar_t kReader[] = L"Simulated Reader 0";
+
+template <class Char>
+bool Same(const MaskedPin& pin, const Char* text) {
+    for (int i = 0; i < pin.length; ++i)
+        if (text[i] != static_cast<Char>(pin.At(i))) return false;
+    return true;
+}
+
+// Runs call, types each PIN into its field of the window it opens and a typo, taken back, into
+// the last field (the edit's own buffers must not keep it either), and clicks OK; the call's result.
+int TypeAndConfirm(std::function<int()> call, std::initializer_list<std::pair<int, const MaskedPin*>> fields) {
+    Opened opened(std::move(call));
+    HWND edit = nullptr;
+    if (!opened.dialog) return Opened::kNoResult;
+    for (const auto& field : fields) {
+        edit = FindDescendant(opened.dialog, field.first);
+        for (int i = 0; i < field.second->length; ++i) TypeChar(edit, field.second->At(i));
+    }
+    TypeChar(edit, L'x');
+    Backspace(edit);
+    Click(opened.dialog, IDOK);
+    return opened.Finish();
+}
+
+struct ChangeOut {
+    wchar_t current[64], next[64];
+    unsigned currentLength = 0, nextLength = 0;
+};
+
+unsigned ChangePin(const MaskedPin& current, const MaskedPin& next, ChangeOut& out, unsigned nextSize) {
+    return static_cast<unsigned>(TypeAndConfirm(
+        [&] {
+            return (int)GetChangePINInfoFromUser_s(0, 1, 4, 64, 0, 0, out.next, nextSize, &out.nextLength, out.current,
+                                                   64, &out.currentLength, kReader, nullptr, 1, nullptr, nullptr, 0);
+        },
+        {{IDC_CURRENT_PIN_EDIT, &current}, {IDC_CONFIRM_PIN_EDIT, &next}, {IDC_NEW_PIN_EDIT, &next}}));
+}
 }  // namespace
+
 
 TEST(PinMemory, ScannerFindsAPlantedCopy) {
     MaskedPin pin = MakePin(kMaxPinLength);
@@ -95,52 +129,13 @@ TEST(PinMemory, NoCopyOfTheTypedPinSurvivesTheCall) {
         ASSERT_EQ(CountAllForms(pin), 0u);
         char* buffer = nullptr;
         unsigned length = 0;
-        {
-            Caller caller([&] {
-                return GetPINFromUser(nullptr, L"Simulated Reader 0", 0, 4, 64, &buffer, &length, nullptr, nullptr, 0);
-            });
-            HWND dlg = WaitForDialog(caller);
-            ASSERT_NE(dlg, nullptr);
-            HWND edit = GetDlgItem(dlg, IDC_PIN_EDIT);
-            for (int i = 0; i < pinLength; ++i) TypeChar(edit, pin.At(i));
-            // A typo, taken back: the edit's own buffers must not keep it either.
-            TypeChar(edit, L'x');
-            Backspace(edit);
-            Click(dlg, IDOK);
-            ASSERT_TRUE(caller.Wait());
-            ASSERT_EQ(caller.Result(), CVPIN_OK);
-        }
+        auto ask = [&] { return GetPINFromUser(nullptr, kReader, 0, 4, 64, &buffer, &length, nullptr, nullptr, 0); };
+        ASSERT_EQ(TypeAndConfirm(ask, {{IDC_PIN_EDIT, &pin}}), CVPIN_OK);
         ASSERT_EQ(length, static_cast<unsigned>(pinLength));
-        bool same = true;
-        for (int i = 0; i < pinLength; ++i) same = same && buffer[i] == static_cast<char>(pin.At(i));
-        EXPECT_TRUE(same);
+        EXPECT_TRUE(Same(pin, buffer));
         FreeGetPinBuffer(buffer, length);
         EXPECT_EQ(CountAllForms(pin), 0u);
     }
-}
-
-// Types both PINs (and a typo in the new one) into the PIN change window and presses OK.
-static unsigned ChangePin(const MaskedPin& current, const MaskedPin& next, wchar_t* currentOut, unsigned currentSize,
-                   unsigned& currentLength, wchar_t* nextOut, unsigned nextSize, unsigned& nextLength) {
-    Caller caller([&] {
-        return (int)GetChangePINInfoFromUser_s(0, 1, 4, 64, 0, 0, nextOut, nextSize, &nextLength, currentOut,
-                                               currentSize, &currentLength, L"Simulated Reader 0", nullptr, 1,
-                                               nullptr, nullptr, 0);
-    });
-    HWND dlg = WaitForDialog(caller);
-    if (!dlg) return 0xDEADu;
-    HWND currentEdit = FindDescendant(dlg, IDC_CURRENT_PIN_EDIT);
-    HWND newEdit = FindDescendant(dlg, IDC_NEW_PIN_EDIT);
-    HWND confirmEdit = FindDescendant(dlg, IDC_CONFIRM_PIN_EDIT);
-    for (int i = 0; i < next.length; ++i) {
-        TypeChar(currentEdit, current.At(i));
-        TypeChar(newEdit, next.At(i));
-        TypeChar(confirmEdit, next.At(i));
-    }
-    TypeChar(newEdit, L'x');
-    Backspace(newEdit);
-    Click(dlg, IDOK);
-    return caller.Wait() ? static_cast<unsigned>(caller.Result()) : 0xDEADu;
 }
 
 TEST(PinMemory, NoCopyOfEitherPinSurvivesTheChange) {
@@ -148,18 +143,13 @@ TEST(PinMemory, NoCopyOfEitherPinSurvivesTheChange) {
         SCOPED_TRACE(pinLength);
         MaskedPin current = MakePin(pinLength), next = MakePin(pinLength);
         ASSERT_EQ(CountAllForms(current) + CountAllForms(next), 0u);
-        wchar_t currentOut[64], nextOut[64];
-        unsigned currentLength = 0, nextLength = 0;
-        ASSERT_EQ(ChangePin(current, next, currentOut, 64, currentLength, nextOut, 64, nextLength), 0u);
-        ASSERT_EQ(currentLength, static_cast<unsigned>(pinLength));
-        ASSERT_EQ(nextLength, static_cast<unsigned>(pinLength));
-        bool same = true;
-        for (int i = 0; i < pinLength; ++i) same = same && currentOut[i] == current.At(i) && nextOut[i] == next.At(i);
-        EXPECT_TRUE(same);
-        SecureZeroMemory(currentOut, sizeof(currentOut));
-        SecureZeroMemory(nextOut, sizeof(nextOut));
-        EXPECT_EQ(CountAllForms(current), 0u);
-        EXPECT_EQ(CountAllForms(next), 0u);
+        ChangeOut out;
+        ASSERT_EQ(ChangePin(current, next, out, 64), 0u);
+        ASSERT_EQ(out.currentLength, static_cast<unsigned>(pinLength));
+        ASSERT_EQ(out.nextLength, static_cast<unsigned>(pinLength));
+        EXPECT_TRUE(Same(current, out.current) && Same(next, out.next));
+        SecureZeroMemory(&out, sizeof(out));
+        EXPECT_EQ(CountAllForms(current) + CountAllForms(next), 0u);
     }
 }
 
@@ -167,10 +157,8 @@ TEST(PinMemory, NoCopyOfEitherPinSurvivesTheChange) {
 // what it had already copied.
 TEST(PinMemory, AFailedChangeLeavesNoPinInTheCallersBuffers) {
     MaskedPin current = MakePin(16), next = MakePin(16);
-    wchar_t currentOut[64], nextOut[8];
-    unsigned currentLength = 0, nextLength = 0;
-    EXPECT_EQ(ChangePin(current, next, currentOut, 64, currentLength, nextOut, 8, nextLength), 0xFFFFFFFFu);
-    EXPECT_EQ(currentLength + nextLength, 0u);
-    EXPECT_EQ(CountAllForms(current), 0u);
-    EXPECT_EQ(CountAllForms(next), 0u);
+    ChangeOut out;
+    EXPECT_EQ(ChangePin(current, next, out, 8), 0xFFFFFFFFu);
+    EXPECT_EQ(out.currentLength + out.nextLength, 0u);
+    EXPECT_EQ(CountAllForms(current) + CountAllForms(next), 0u);
 }
