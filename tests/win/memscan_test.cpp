@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 #include <bcrypt.h>
+#include <cstring>
+#include <string>
 #include <functional>
 #include <utility>
 #include <vector>
@@ -18,7 +20,7 @@ namespace {
 // Short PINs and long ones: Wine's HeapFree overwrites the first 16 bytes of a freed block, so
 // only a PIN longer than that shows an unwiped copy in freed memory.
 constexpr int kPinLengths[] = {16, 40};
-constexpr int kMaxPinLength = 40;
+constexpr int kMaxPinLength = 64;
 
 struct MaskedPin {
     int length;
@@ -27,18 +29,23 @@ struct MaskedPin {
     wchar_t At(int i) const { return static_cast<wchar_t>(masked[i] ^ key); }
 };
 
-MaskedPin MakePin(int length) {
-    // Letters and digits, so the PIN is unlike anything else in memory.
-    static const char kAlphabet[] = "0123456789ABCDEFGHJKLMNPQRSTUVWXYZ";
+// Letters and digits, so the PIN is unlike anything else in memory; codes are hexadecimal.
+const char kPinAlphabet[] = "0123456789ABCDEFGHJKLMNPQRSTUVWXYZ";
+const char kHexAlphabet[] = "0123456789ABCDEF";
+
+MaskedPin MakeSecret(int length, const char* alphabet) {
+    const size_t letters = strlen(alphabet);
     MaskedPin pin{length};
     unsigned char key = 0;
     BCryptGenRandom(nullptr, &key, 1, BCRYPT_USE_SYSTEM_PREFERRED_RNG);
     BCryptGenRandom(nullptr, pin.masked, kMaxPinLength, BCRYPT_USE_SYSTEM_PREFERRED_RNG);
     pin.key = key | 0x80;
     for (int i = 0; i < length; ++i)
-        pin.masked[i] = static_cast<unsigned char>(kAlphabet[pin.masked[i] % (sizeof(kAlphabet) - 1)] ^ pin.key);
+        pin.masked[i] = static_cast<unsigned char>(alphabet[pin.masked[i] % letters] ^ pin.key);
     return pin;
 }
+
+MaskedPin MakePin(int length) { return MakeSecret(length, kPinAlphabet); }
 
 // Finds pin[from, from+count) as ANSI (step 1) or UTF-16LE (step 2) bytes in the process.
 size_t CountCopies(const MaskedPin& pin, int from, int count, int step) {
@@ -161,4 +168,79 @@ TEST(PinMemory, AFailedChangeLeavesNoPinInTheCallersBuffers) {
     EXPECT_EQ(ChangePin(current, next, out, 8), 0xFFFFFFFFu);
     EXPECT_EQ(out.currentLength + out.nextLength, 0u);
     EXPECT_EQ(CountAllForms(current) + CountAllForms(next), 0u);
+}
+
+namespace {
+
+
+// A profile with a blocked card whose static code (and stored unlock code) is `code`; the text
+// is wiped after loading, so only the module's own copy (bytes, not text) remains.
+bool LoadCardWithCode(const MaskedPin& code, bool stored) {
+    std::string json = R"({"readers": [{"name": "Memscan Reader", "card": {"serial": "0A0B0C0D", "type": "other",
+        "pin": {"value": "0000", "min": 4, "max": 64, "weakCheck": false, "triesLeft": 0, "maxTries": 3},)";
+    std::string hex;
+    for (int i = 0; i < code.length; ++i) hex += static_cast<char>(code.At(i));
+    json += stored ? R"("unlockCode": ")" + hex + R"("}}]})" : R"("unblock": {"staticCode": ")" + hex + R"("}}}]})";
+    SecureZeroMemory(&hex[0], hex.size());
+    HMODULE sim = LoadLibraryW(L"cv.smmw.mwctl.dll");
+    auto load = reinterpret_cast<int (*)(const char*)>(reinterpret_cast<void*>(GetProcAddress(sim, "CvSimLoadProfileJson")));
+    const bool loaded = load && load(json.c_str()) == 0;
+    SecureZeroMemory(&json[0], json.size());
+    return loaded;
+}
+
+void RestoreDefaultProfile() {
+    HMODULE sim = LoadLibraryW(L"cv.smmw.mwctl.dll");
+    auto load = reinterpret_cast<int (*)()>(reinterpret_cast<void*>(GetProcAddress(sim, "CvSimLoadDefaultProfile")));
+    if (load) load();
+}
+
+// code as the display groups it: "-" after every fourth digit.
+MaskedPin Grouped(const MaskedPin& code) {
+    MaskedPin out{0};
+    out.key = code.key;
+    for (int i = 0; i < code.length; ++i) {
+        if (i > 0 && i % 4 == 0) out.masked[out.length++] = static_cast<unsigned char>('-' ^ out.key);
+        out.masked[out.length++] = static_cast<unsigned char>(code.At(i) ^ out.key);
+    }
+    return out;
+}
+}  // namespace
+
+// The unlock of a card with a static code, which the test knows and so can look for: 16 digits by
+// rule; the new PIN may be longer on this card.
+TEST(PinMemory, NoCopyOfTheNewPinOrTheCodeSurvivesTheUnlock) {
+    for (int pinLength : kPinLengths) {
+        SCOPED_TRACE(pinLength);
+        MaskedPin code = MakeSecret(16, kHexAlphabet), newPin = MakePin(pinLength);
+        ASSERT_TRUE(LoadCardWithCode(code, false));
+        ASSERT_EQ(CountAllForms(code) + CountAllForms(newPin), 0u);
+        Opened opened([] { return (int)ShowUnlockDialog(nullptr, L"Memscan Reader", nullptr); });
+        ASSERT_NE(opened.dialog, nullptr);
+        WaitUntil([&] { return FindDescendant(opened.dialog, IDC_RULE_BOX) != nullptr; });
+        for (const auto& field : {std::make_pair(IDC_UL_RESPONSE_EDIT, &code), std::make_pair(IDC_UL_NEW_PIN_EDIT, &newPin),
+                                  std::make_pair(IDC_UL_CONFIRM_EDIT, &newPin)}) {
+            HWND edit = FindDescendant(opened.dialog, field.first);
+            for (int i = 0; i < field.second->length; ++i) TypeChar(edit, field.second->At(i));
+        }
+        ClickAway(opened.dialog, IDOK);
+        HWND success = WaitForDialogOver(opened.ThreadId(), opened.dialog);
+        ASSERT_NE(success, nullptr);
+        Click(success, IDOK);
+        ASSERT_EQ(opened.Finish(), IDOK);
+        EXPECT_EQ(CountAllForms(code) + CountAllForms(newPin), 0u);
+    }
+    RestoreDefaultProfile();
+}
+
+TEST(PinMemory, NoCopyOfTheUnlockCodeSurvivesItsDisplay) {
+    MaskedPin code = MakeSecret(36, kHexAlphabet);
+    const MaskedPin shown = Grouped(code);
+    ASSERT_TRUE(LoadCardWithCode(code, true));
+    Opened opened([] { return (int)ShowUnlockCode(nullptr, L"Memscan Reader"); });
+    ASSERT_NE(opened.dialog, nullptr);
+    Click(opened.dialog, IDOK);
+    ASSERT_EQ(opened.Finish(), 0);
+    EXPECT_EQ(CountAllForms(code) + CountAllForms(shown), 0u);
+    RestoreDefaultProfile();
 }

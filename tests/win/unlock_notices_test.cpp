@@ -119,7 +119,9 @@ TEST_F(Notices, TheUnlockCodeIsShownOnceAndRemovedOnlyWhenTheUserSaysSo) {
         if (!dlg) return -1;
         HWND code = FindDescendant(dlg, IDC_UC_CODE);
         *shown = code ? ItemText(GetParent(code), IDC_UC_CODE) : L"";
-        if (parent) EXPECT_EQ(GetPropW(parent, L"DisplayUCodeWnd"), dlg);
+        if (parent) {
+            EXPECT_EQ(GetPropW(parent, L"DisplayUCodeWnd"), dlg);
+        }
         if (tick) SendMessageW(FindDescendant(dlg, IDC_UC_NEVER_DISPLAY), BM_SETCHECK, BST_CHECKED, 0);
         Click(dlg, IDOK);
         EXPECT_TRUE(caller.Wait());
