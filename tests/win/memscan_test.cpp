@@ -235,9 +235,9 @@ TEST(PinMemory, NoCopyOfTheNewPinOrTheCodeSurvivesTheUnlock) {
         ASSERT_NE(success, nullptr);
         Click(success, IDOK);
         ASSERT_EQ(opened.Finish(), IDOK);
+        RestoreDefaultProfile();  // the card itself keeps its new PIN, until it goes
         EXPECT_EQ(CountWideForms(code) + CountAllForms(newPin), 0u);
     }
-    RestoreDefaultProfile();
 }
 
 TEST(PinMemory, NoCopyOfTheUnlockCodeSurvivesItsDisplay) {
