@@ -82,21 +82,6 @@ TEST_F(SimControllerTest, RightResponseUnblocksWithTheNewPinAndWrongOnesCostATry
     EXPECT_EQ(CodeOf([&] { pin->Unblock(right, L"333333", 0); }), SMMW_E_WRONG_CODE);
 }
 
-TEST_F(SimControllerTest, WithoutAnAuthenticableUnblockRightNothingIsUnblocked) {
-    for (const std::string unblock : {"null", R"({"adminKey":"000102030405060708090A0B0C0D0E0F","authenticable":false})"}) {
-        Load(BlockedCard(unblock));
-        IPinCredential* pin = UserPin(Open());
-        ASSERT_NE(pin, nullptr);
-        CSMMWAccessControlRight* right = pin->GetAccessRight(L"ActionUnblock");
-        EXPECT_EQ(right != nullptr, unblock != "null");
-        EXPECT_FALSE(right && right->IsAuthenticable());
-        EXPECT_EQ(pin->GetAccessRight(L"ActionSomethingElse"), nullptr);
-        EXPECT_EQ(CodeOf([&] { pin->GetUnblockChallenge(); }), SMMW_E_ACCESS_DENIED) << unblock;
-        EXPECT_EQ(CodeOf([&] { pin->Unblock(std::vector<uint8_t>(8), L"222222", 0); }), SMMW_E_ACCESS_DENIED);
-        EXPECT_EQ(TriesLeft(), 0u);
-    }
-}
-
 TEST_F(SimControllerTest, OnlyTheUnlockCodeIsWritableAndUnknownPropertiesAreRefused) {
     Load(BlockedCard(kKey, R"(,"unlockCode":"0A0B")"));
     IContext* context = Open();
