@@ -9,18 +9,19 @@
 
 using namespace NV::SMMW;
 using simtest::CodeOf;
+using simtest::PrimaryPin;
 
 namespace {
 
 const wchar_t kReader[] = L"R1";
 
-// One reader with a blocked card, unblockable with the given unblock object (JSON).
-std::string BlockedCard(const std::string& unblock, const std::string& extra = "") {
+// An empty reader, then one with a blocked card that the help desk can unblock; `extra` adds or
+// overrides card fields.
+std::string BlockedCard(const std::string& extra = "") {
     return R"({"readers":[{"name":"R0"},{"name":"R1","card":{"serial":"00A1","transactionTimeout":10,)"
-           R"("pin":{"value":"111111","triesLeft":0,"maxTries":3},"unblock":)" +
-           unblock + extra + "}}]}";
+           R"("pin":{"value":"111111","triesLeft":0,"maxTries":3},)"
+           R"("unblock":{"adminKey":"000102030405060708090A0B0C0D0E0F"})" + extra + "}}]}";
 }
-const char kKey[] = R"({"adminKey":"000102030405060708090A0B0C0D0E0F"})";
 
 class SimControllerTest : public ::testing::Test {
   protected:
@@ -29,7 +30,6 @@ class SimControllerTest : public ::testing::Test {
         ASSERT_TRUE(controller.LoadProfile(json, &error)) << error;
     }
     IContext* Open(const wchar_t* reader = kReader) { return simtest::OpenContext(controller, reader); }
-    IPinCredential* UserPin(IContext* context) { return simtest::PrimaryPin(context); }
     std::vector<uint8_t> RightResponse(const std::vector<uint8_t>& challenge) {
         const std::vector<uint8_t> key = {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15};
         std::vector<uint8_t> response(8);
@@ -48,8 +48,8 @@ class SimControllerTest : public ::testing::Test {
 };
 
 TEST_F(SimControllerTest, RightResponseUnblocksWithTheNewPinAndWrongOnesCostATry) {
-    Load(BlockedCard(kKey, R"(,"pin":{"value":"111111","triesLeft":2,"maxTries":3})"));
-    IPinCredential* pin = UserPin(Open());
+    Load(BlockedCard(R"(,"pin":{"value":"111111","triesLeft":2,"maxTries":3})"));
+    IPinCredential* pin = PrimaryPin(Open());
     ASSERT_NE(pin, nullptr);
     ASSERT_TRUE(pin->GetAccessRight(L"ActionUnblock")->IsAuthenticable());
 
@@ -82,25 +82,10 @@ TEST_F(SimControllerTest, RightResponseUnblocksWithTheNewPinAndWrongOnesCostATry
     EXPECT_EQ(CodeOf([&] { pin->Unblock(right, L"333333", 0); }), SMMW_E_WRONG_CODE);
 }
 
-TEST_F(SimControllerTest, OnlyTheUnlockCodeIsWritableAndUnknownPropertiesAreRefused) {
-    Load(BlockedCard(kKey, R"(,"unlockCode":"0A0B")"));
-    IContext* context = Open();
-    IPinCredential* pin = UserPin(context);
-    ASSERT_NE(pin, nullptr);
-    CVData value;
-    pin->SetProperty(33, CVData::FromBytes({}));
-    pin->GetProperty(33, value);
-    EXPECT_EQ(value.GetType(), CVData::Type::None);
-    EXPECT_EQ(CodeOf([&] { pin->SetProperty(25, CVData::FromByte(4)); }), SMMW_E_NOT_SUPPORTED);
-    EXPECT_EQ(CodeOf([&] { pin->GetProperty(99, value); }), SMMW_E_NOT_SUPPORTED);
-    EXPECT_EQ(CodeOf([&] { context->GetCard()->SetProperty(18, CVData::FromUnsigned(1)); }), SMMW_E_NOT_SUPPORTED);
-    EXPECT_EQ(CodeOf([&] { context->GetCard()->GetProperty(99, value); }), SMMW_E_NOT_SUPPORTED);
-}
-
 TEST_F(SimControllerTest, InjectedFailuresByOperationAndByProperty) {
-    Load(BlockedCard(kKey, R"(,"failures":[{"operation":"GetUnblockChallenge","code":3099,"times":1},)"
+    Load(BlockedCard(R"(,"failures":[{"operation":"GetUnblockChallenge","code":3099,"times":1},)"
                            R"({"property":30,"code":3013}])"));
-    IPinCredential* pin = UserPin(Open());
+    IPinCredential* pin = PrimaryPin(Open());
     ASSERT_NE(pin, nullptr);
     EXPECT_EQ(CodeOf([&] { pin->GetUnblockChallenge(); }), 3099u);
     EXPECT_EQ(CodeOf([&] { pin->GetUnblockChallenge(); }), 0u); // once only
@@ -116,7 +101,7 @@ TEST_F(SimControllerTest, InjectedFailuresByOperationAndByProperty) {
 }
 
 TEST_F(SimControllerTest, ReaderChoiceAndStates) {
-    Load(BlockedCard(kKey));
+    Load(BlockedCard());
     auto readers = controller.ListReaders();
     ASSERT_EQ(readers.size(), 2u);
     EXPECT_STREQ(readers[0]->GetName(), L"R0");
@@ -140,11 +125,11 @@ struct RecordingSink : IReaderEventSink {
 };
 
 TEST_F(SimControllerTest, RemovalRaisesTheEventAndInvalidatesContextsUntilANewOne) {
-    Load(BlockedCard(kKey));
+    Load(BlockedCard());
     RecordingSink sink;
     controller.Subscribe(&sink);
     IContext* context = Open();
-    IPinCredential* pin = UserPin(context);
+    IPinCredential* pin = PrimaryPin(context);
     ICardContext* card = context->GetCard();
     const std::vector<uint8_t> challenge = pin->GetUnblockChallenge();
 
@@ -164,7 +149,7 @@ TEST_F(SimControllerTest, RemovalRaisesTheEventAndInvalidatesContextsUntilANewOn
     ASSERT_EQ(sink.events.size(), 2u);
     EXPECT_EQ(sink.events[1].first, READER_EVENT_CARD_INSERTED);
     EXPECT_EQ(CodeOf([&] { card->GetProperty(0, value); }), SMMW_E_CARD_REMOVED); // still the old session
-    IPinCredential* fresh = UserPin(Open());
+    IPinCredential* fresh = PrimaryPin(Open());
     // The challenge went with the card; the PIN state came back.
     EXPECT_EQ(CodeOf([&] { fresh->Unblock(RightResponse(challenge), L"222222", 0); }), SMMW_E_WRONG_CODE);
     EXPECT_EQ(CodeOf([&] { controller.ReleaseContext(context); }), 0u);
@@ -175,7 +160,7 @@ TEST_F(SimControllerTest, RemovalRaisesTheEventAndInvalidatesContextsUntilANewOn
 }
 
 TEST_F(SimControllerTest, TransactionsLapseAfterTheTimeOutWithoutAReset) {
-    Load(BlockedCard(kKey));
+    Load(BlockedCard());
     IContext* context = Open();
     EXPECT_EQ(CodeOf([&] { context->ResetTransactionTimeout(); }), SMMW_E_INVALID_PARAMETER);
     context->BeginTransaction();
@@ -194,7 +179,7 @@ TEST_F(SimControllerTest, TransactionsLapseAfterTheTimeOutWithoutAReset) {
 }
 
 TEST_F(SimControllerTest, OnlyDataAndKeyCredentialsAreCreatedAndOnlyKnownActionsRun) {
-    Load(BlockedCard(kKey));
+    Load(BlockedCard());
     IContext* context = Open();
     CredentialParameters pin;
     pin.type = CREDENTIAL_PIN;
