@@ -231,7 +231,9 @@ TEST_F(CardLayer, NumericOnlyForCacAndPivOtherwiseBySetting) {
 TEST_F(CardLayer, CopiesOfAReaderShareOneContextUntilTheLastDisconnects) {
     CVReader reader(L"R1"), first(reader), second(reader);
     CVConnection a, b, again;
-    ASSERT_EQ(first.Connect(a) | second.Connect(b) | first.Connect(again), 0u);
+    ASSERT_EQ(first.Connect(a), 0u);
+    ASSERT_EQ(second.Connect(b), 0u);
+    ASSERT_EQ(first.Connect(again), 0u);
     EXPECT_EQ(a.GetContext(), b.GetContext());
     EXPECT_EQ(again.GetContext(), a.GetContext());
     // Card objects on the reader work on the open context.
@@ -316,6 +318,7 @@ TEST_F(CardLayer, ConnectionFindsCreatesAndUpdatesCredentials) {
     ASSERT_EQ(reader.Connect(connection), 0u);
     EXPECT_TRUE(connection.IsCardSupportImportCertificate());
 
+    // A key and its container name each other by the same index.
     CVCredentialParams pki;
     pki.keySizeBits = 2048;
     pki.properties.push_back({12, CVData::FromInteger(5)});
@@ -325,7 +328,7 @@ TEST_F(CardLayer, ConnectionFindsCreatesAndUpdatesCredentials) {
     EXPECT_NE(key->GetAccessRight(L"ActionSign"), nullptr);
     NV::SMMW::CredentialParameters container;
     container.type = NV::SMMW::CREDENTIAL_KEY_CONTAINER;
-    container.properties.push_back({12, CVData::FromInteger(5)});
+    container.properties = pki.properties;
     NV::SMMW::ICredential* kc = connection.GetContext()->CreateCredential(container, {});
     EXPECT_EQ(connection.GetAssociatedKCCredential(key), kc);
     EXPECT_EQ(connection.GetAssociatedKCCredential(nullptr), nullptr);
@@ -333,6 +336,7 @@ TEST_F(CardLayer, ConnectionFindsCreatesAndUpdatesCredentials) {
     EXPECT_EQ(connection.ListPKICredentials(&list), 0u);
     EXPECT_EQ(list, std::vector<NV::SMMW::ICredential*>{key});
 
+    // A data credential is found by its type while it is the only one of that type.
     CVCredentialParams data;
     data.properties.push_back({NV::SMMW::ATTRIBUTE_DATA_TYPE, CVData::FromInteger(2)});
     data.values.push_back({40, CVData::FromBytes({1, 2, 3})});
@@ -343,7 +347,7 @@ TEST_F(CardLayer, ConnectionFindsCreatesAndUpdatesCredentials) {
     const CVData value = CVData::FromInteger(9);
     EXPECT_EQ(connection.UpdateCredential(roots, 41, &value), 0u);
     EXPECT_EQ(connection.UpdateCredential(roots, 41, nullptr), CV_OBJ_API_INVALID_PARAMETER);
-    ASSERT_EQ(connection.CreateDataCredential(data), 0u); // a second of type 2
+    ASSERT_EQ(connection.CreateDataCredential(data), 0u);
     EXPECT_EQ(connection.GetDataCredential(2), nullptr);
     EXPECT_EQ(connection.ListDataCredentials(&list), 0u);
     EXPECT_EQ(list.size(), 2u);
