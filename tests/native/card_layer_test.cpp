@@ -81,7 +81,8 @@ class CardLayer : public ::testing::Test {
     void LoadCard(const std::string& extra) {
         Load(R"({"readers": [{"name": "R1", "card": {"serial": "4356534D00000001", "transactionTimeout": 30,
                  "unblock": {"adminKey": "00112233445566778899AABBCCDDEEFF"}, "unlockCode": "5A3C96E10F7B2D48",
-                 "capabilities": ["ImportCertificate"])" + (extra.empty() ? "" : ", " + extra) + "}}]}");
+                 "capabilities": ["ImportCertificate"])" +
+             (extra.empty() ? "" : ", " + extra) + "}}]}");
     }
 
     simtest::FakeCrypto crypto;
@@ -100,13 +101,14 @@ std::wstring Outcome(const CVReader& reader) {
     // Since C++17 the operands of << are evaluated in order: each output is printed after its call.
     line << "challenge=" << card.GetUnlockChallenge(&text) << "/" << text.GetLength();
     text = L"old";
-    line << " code=" << card.GetUnlockCode(&text) << "/" << text.GetString() << " remove=" << card.RemoveUnlockCode();
+    line << " code=" << card.GetUnlockCode(&text) << "/" << text.GetString()
+         << " remove=" << card.RemoveUnlockCode();
     text = L"old";
-    line << " code=" << card.GetUnlockCode(&text) << "/" << text.GetString() << " min=" << card.GetMinPINLen(&min)
-         << "/" << min << " max=" << card.GetMaxPINLen(&max) << "/" << max
-         << " timeout=" << card.GetTransactionTimeoutValue(&timeout) << "/" << timeout << " cac=" << card.IsCACCard()
-         << " piv=" << card.IsPIVCard() << " weak=" << card.IsWeakPINCheckActivated()
-         << " allowed=" << card.IsUnlockAllowed()
+    line << " code=" << card.GetUnlockCode(&text) << "/" << text.GetString()
+         << " min=" << card.GetMinPINLen(&min) << "/" << min << " max=" << card.GetMaxPINLen(&max) << "/"
+         << max << " timeout=" << card.GetTransactionTimeoutValue(&timeout) << "/" << timeout
+         << " cac=" << card.IsCACCard() << " piv=" << card.IsPIVCard()
+         << " weak=" << card.IsWeakPINCheckActivated() << " allowed=" << card.IsUnlockAllowed()
          << " unlock=" << card.UnlockPIN(CSecStr(L"0011223344556677"), CSecStr(L"654321"));
     card.SetDisplayNotificationDate(1700000000);
     line << " date=" << card.GetDisplayNotificationDate()
@@ -116,19 +118,20 @@ std::wstring Outcome(const CVReader& reader) {
 
 TEST_F(CardLayer, EachOperationAnswersOrFallsBackToItsDefault) {
     const struct {
-        const char* card; // fields added to Card() or replacing its own
+        const char* card; // fields added to LoadCard's card or replacing its own
         const wchar_t* expected;
     } cases[] = {
-        {"", L"challenge=0/16 code=0/5A3C96E10F7B2D48 remove=0 code=0/ min=0/6 max=0/8 timeout=0/30 cac=0 piv=1 "
-             "weak=1 allowed=1 unlock=5 date=1700000000 serial=0"},
+        {"",
+         L"challenge=0/16 code=0/5A3C96E10F7B2D48 remove=0 code=0/ min=0/6 max=0/8 timeout=0/30 cac=0 piv=1 "
+         "weak=1 allowed=1 unlock=5 date=1700000000 serial=0"},
         // No context: the connection's code, or the default of a question.
         {R"("failures": [{"operation": "EstablishContext", "code": 3002}])",
          L"challenge=4/0 code=4/old remove=4 code=4/old min=4/77 max=4/77 timeout=4/0 cac=0 piv=0 weak=0 "
          "allowed=0 unlock=4 date=-1 serial=4"},
         // Nothing readable: lengths keep the caller's value, the time-out is "none" with success.
         {R"("failures": [{"operation": "GetProperty", "code": 3007}])",
-         L"challenge=0/16 code=22/old remove=0 code=22/old min=22/77 max=22/77 timeout=0/0 cac=0 piv=0 weak=0 "
-         "allowed=1 unlock=5 date=-1 serial=22"},
+         L"challenge=0/16 code=22/old remove=0 code=22/old min=22/77 max=22/77 timeout=0/0 cac=0 piv=0 "
+         "weak=0 allowed=1 unlock=5 date=-1 serial=22"},
         // No PIN credential (none found, or two primary ones): PIN operations do nothing and succeed;
         // unlocking stays allowed.
         {R"("failures": [{"operation": "ListCredentials", "code": 3099}])",
@@ -203,7 +206,8 @@ TEST_F(CardLayer, NullOutputsAreRefusedWithoutTouchingTheCard) {
 }
 
 TEST_F(CardLayer, NumericOnlyForCacAndPivOtherwiseBySetting) {
-    const char* unreadableType = R"("failures": [{"property": 3, "code": 3001}, {"property": 4, "code": 3001}])";
+    const char* unreadableType =
+        R"("failures": [{"property": 3, "code": 3001}, {"property": 4, "code": 3001}])";
     const struct {
         const char* card;
         CVData setting; // none: not set
@@ -286,24 +290,18 @@ TEST_F(CardLayer, SerialNumbersAreUpperCaseWithLeadingZerosAndKeyTheDates) {
     EXPECT_EQ(simulator.established, simulator.released);
 }
 
-// The response the help desk reads out for a challenge, as the user types it in.
-CSecStr Response(sim::ICrypto& crypto, const CSecStr& challenge) {
-    std::string response, error;
-    EXPECT_EQ(helpdesk::ComputeResponse(crypto, std::string(challenge.GetString(), challenge.GetString() + 16),
-                                        "00112233445566778899AABBCCDDEEFF", response, error),
-              helpdesk::ResponseStatus::Ok);
-    CSecStr digits;
-    for (char ch : response)
-        if (ch != ' ') digits.AppendChar(static_cast<wchar_t>(ch));
-    return digits;
-}
-
 TEST_F(CardLayer, TheHelpDeskResponseUnblocks) {
     LoadCard(R"("pin": {"value": "123456", "triesLeft": 0, "maxTries": 3})");
     CVCardManagement card{CVReader(L"R1")};
-    CSecStr challenge;
+    CSecStr challenge, typed;
     ASSERT_EQ(card.GetUnlockChallenge(&challenge), 0u);
-    EXPECT_EQ(card.UnlockPIN(Response(crypto, challenge), CSecStr(L"654321")), CV_OBJ_API_OK);
+    const std::string hex(challenge.GetString(), challenge.GetString() + challenge.GetLength());
+    std::string response, error;
+    ASSERT_EQ(helpdesk::ComputeResponse(crypto, hex, "00112233445566778899AABBCCDDEEFF", response, error),
+              helpdesk::ResponseStatus::Ok);
+    for (char ch : response) // as the user types it in, without the groups' spaces
+        if (ch != ' ') typed.AppendChar(static_cast<wchar_t>(ch));
+    EXPECT_EQ(card.UnlockPIN(typed, CSecStr(L"654321")), CV_OBJ_API_OK);
     EXPECT_TRUE(simulator.PinEquals(L"R1", L"654321"));
 }
 

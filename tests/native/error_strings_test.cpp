@@ -24,7 +24,9 @@ TEST(ErrorStrings, MapsEachCodeWithATextToItsStringId) {
 int LoadNamed(unsigned id, wchar_t* buffer, int capacity) {
     return std::swprintf(buffer, static_cast<size_t>(capacity), L"text %u", id);
 }
-int LoadNothing(unsigned, wchar_t*, int) { return 0; }
+int LoadNothing(unsigned, wchar_t*, int) {
+    return 0;
+}
 
 TEST(ErrorStrings, UnmappedCodesKeepTheLastTextAndAFailedLoadEmptiesIt) {
     auto texts = std::make_unique<ErrorTextBuffer>();

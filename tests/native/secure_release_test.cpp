@@ -36,7 +36,10 @@ void Inspect(void* block) {
 
 // Watches the releases from construction to destruction.
 struct WatchReleases {
-    WatchReleases() { g_found = 0, g_watching = true; }
+    WatchReleases() {
+        g_found = 0;
+        g_watching = true;
+    }
     ~WatchReleases() { g_watching = false; }
 };
 

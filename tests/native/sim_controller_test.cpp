@@ -15,12 +15,13 @@ namespace {
 
 const wchar_t kReader[] = L"R1";
 
-// An empty reader, then one with a blocked card that the help desk can unblock; `extra` adds or
-// overrides card fields.
+// An empty reader, then one with a blocked card that the help desk can unblock; `extra` (from its
+// leading comma) adds card fields or replaces them.
 std::string BlockedCard(const std::string& extra = "") {
     return R"({"readers":[{"name":"R0"},{"name":"R1","card":{"serial":"00A1","transactionTimeout":10,)"
            R"("pin":{"value":"111111","triesLeft":0,"maxTries":3},)"
-           R"("unblock":{"adminKey":"000102030405060708090A0B0C0D0E0F"})" + extra + "}}]}";
+           R"("unblock":{"adminKey":"000102030405060708090A0B0C0D0E0F"})" +
+           extra + "}}]}";
 }
 
 class SimControllerTest : public ::testing::Test {
@@ -113,7 +114,9 @@ TEST_F(SimControllerTest, ReaderChoiceAndStates) {
 }
 
 struct RecordingSink : IReaderEventSink {
-    void OnReaderEvent(ReaderEventKind kind, const wchar_t* reader) override { events.emplace_back(kind, reader); }
+    void OnReaderEvent(ReaderEventKind kind, const wchar_t* reader) override {
+        events.emplace_back(kind, reader);
+    }
     std::vector<std::pair<ReaderEventKind, std::wstring>> events;
 };
 
