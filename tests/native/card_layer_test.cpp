@@ -17,40 +17,30 @@
 #include <gtest/gtest.h>
 
 #include <map>
+#include <sstream>
 #include <string>
 #include <vector>
 
 namespace {
 
 using NV::SMMW::IContext;
-using NV::SMMW::IController;
 
 // Counts contexts and remembers how the last one was asked for.
-class CountingController : public IController {
-  public:
-    explicit CountingController(IController& inner) : m_inner(inner) {}
-    void Initialize() override { m_inner.Initialize(); }
-    std::vector<NV::SMMW::IReader*> ListReaders() override { return m_inner.ListReaders(); }
+struct CountingSimulator : sim::SimController {
+    using SimController::SimController;
     IContext* EstablishContext(const NV::SMMW::ParameterMap& parameters) override {
         const std::wstring* name = parameters.Find(L"ReaderName");
         lastReaderName = name ? *name : L"<none>";
-        IContext* context = m_inner.EstablishContext(parameters);
+        IContext* context = SimController::EstablishContext(parameters);
         ++established;
         return context;
     }
     void ReleaseContext(IContext* context) override {
         ++released;
-        m_inner.ReleaseContext(context);
+        SimController::ReleaseContext(context);
     }
-    void Subscribe(NV::SMMW::IReaderEventSink* sink) override { m_inner.Subscribe(sink); }
-    void Unsubscribe(NV::SMMW::IReaderEventSink* sink) override { m_inner.Unsubscribe(sink); }
-
-    int established = 0;
-    int released = 0;
+    int established = 0, released = 0;
     std::wstring lastReaderName;
-
-  private:
-    IController& m_inner;
 };
 
 // Lines are formatted as in use, and dropped.
@@ -68,26 +58,13 @@ struct MapStore : ISettingsStore {
     }
 };
 
-// A ready PIV card whose PIN the help desk can unblock; `extra` adds or overrides card fields.
-std::string Card(const std::string& extra = "") {
-    return R"({"serial": "4356534D00000001", "type": "piv", "transactionTimeout": 30,
-               "pin": {"value": "123456", "min": 6, "max": 8, "weakCheck": true, "triesLeft": 3, "maxTries": 3},
-               "unblock": {"adminKey": "00112233445566778899AABBCCDDEEFF", "authenticable": true},
-               "unlockCode": "5A3C96E10F7B2D48", "capabilities": ["ImportCertificate"])" +
-           (extra.empty() ? "" : ", " + extra) + "}";
-}
-
-std::string OneReader(const std::string& card) {
-    return R"({"readers": [{"name": "R1", "card": )" + card + "}]}";
-}
-
 class CardLayer : public ::testing::Test {
   protected:
     void SetUp() override {
         SetLogSink(&log);
         SetSettingsStore(&settings);
-        SetMWControllerForTesting(&counting);
-        Load(OneReader(Card()));
+        SetMWControllerForTesting(&simulator);
+        LoadCard("");
     }
     void TearDown() override {
         StopCardRemovalEvents();
@@ -99,99 +76,104 @@ class CardLayer : public ::testing::Test {
         std::string error;
         ASSERT_TRUE(simulator.LoadProfile(json, &error)) << error;
     }
+    // One reader with a ready PIV card whose PIN the help desk can unblock; `extra` adds card fields
+    // or replaces them.
+    void LoadCard(const std::string& extra) {
+        Load(R"({"readers": [{"name": "R1", "card": {"serial": "4356534D00000001", "transactionTimeout": 30,
+                 "unblock": {"adminKey": "00112233445566778899AABBCCDDEEFF"}, "unlockCode": "5A3C96E10F7B2D48",
+                 "capabilities": ["ImportCertificate"])" +
+             (extra.empty() ? "" : ", " + extra) + "}}]}");
+    }
 
     simtest::FakeCrypto crypto;
-    sim::SimController simulator{crypto};
-    CountingController counting{simulator};
+    CountingSimulator simulator{crypto};
     NullLog log;
     MapStore settings;
 };
 
 // Every answer of CVCardManagement and CVCardProperties for one card, as one line of text.
-std::string Outcome(const CVReader& reader) {
+std::wstring Outcome(const CVReader& reader) {
     CVCardManagement card(reader);
-    CSecStr text;
+    // Outputs start with values the card does not have, to show which calls leave them alone.
+    CSecStr text(L"old");
     uint32_t min = 77, max = 77, timeout = 77;
-    std::string line;
-    auto add = [&line](const char* name, long long value) {
-        line += std::string(name) + "=" + std::to_string(value) + " ";
-    };
-    add("challenge", card.GetUnlockChallenge(&text));
-    add("min", card.GetMinPINLen(&min));
-    add("/", min);
-    add("max", card.GetMaxPINLen(&max));
-    add("/", max);
-    add("code", card.GetUnlockCode(&text));
-    add("remove", card.RemoveUnlockCode());
-    add("timeout", card.GetTransactionTimeoutValue(&timeout));
-    add("/", timeout);
-    add("cac", card.IsCACCard());
-    add("piv", card.IsPIVCard());
-    add("weak", card.IsWeakPINCheckActivated());
-    add("allowed", card.IsUnlockAllowed());
+    std::wostringstream line;
+    // Since C++17 the operands of << are evaluated in order: each output is printed after its call.
+    line << "challenge=" << card.GetUnlockChallenge(&text) << "/" << text.GetLength();
+    text = L"old";
+    line << " code=" << card.GetUnlockCode(&text) << "/" << text.GetString()
+         << " remove=" << card.RemoveUnlockCode();
+    text = L"old";
+    line << " code=" << card.GetUnlockCode(&text) << "/" << text.GetString()
+         << " min=" << card.GetMinPINLen(&min) << "/" << min << " max=" << card.GetMaxPINLen(&max) << "/"
+         << max << " timeout=" << card.GetTransactionTimeoutValue(&timeout) << "/" << timeout
+         << " cac=" << card.IsCACCard() << " piv=" << card.IsPIVCard()
+         << " weak=" << card.IsWeakPINCheckActivated() << " allowed=" << card.IsUnlockAllowed()
+         << " unlock=" << card.UnlockPIN(CSecStr(L"0011223344556677"), CSecStr(L"615243"));
     card.SetDisplayNotificationDate(1700000000);
-    add("date", card.GetDisplayNotificationDate());
-    add("serial", CVCardProperties(reader).GetSerialNumber(&text));
-    return line;
+    line << " date=" << card.GetDisplayNotificationDate()
+         << " serial=" << CVCardProperties(reader).GetSerialNumber(&text);
+    return line.str();
 }
 
 TEST_F(CardLayer, EachOperationAnswersOrFallsBackToItsDefault) {
     const struct {
-        const char* failures;
-        const char* expected;
+        const char* card; // fields added to LoadCard's card or replacing its own
+        const wchar_t* expected;
     } cases[] = {
-        {"", "challenge=0 min=0 /=6 max=0 /=8 code=0 remove=0 timeout=0 /=30 cac=0 piv=1 weak=1 allowed=1 "
-             "date=1700000000 serial=0 "},
+        {"",
+         L"challenge=0/16 code=0/5A3C96E10F7B2D48 remove=0 code=0/ min=0/6 max=0/8 timeout=0/30 cac=0 piv=1 "
+         "weak=1 allowed=1 unlock=5 date=1700000000 serial=0"},
         // No context: the connection's code, or the default of a question.
-        {R"({"operation": "EstablishContext", "code": 3002})",
-         "challenge=4 min=4 /=77 max=4 /=77 code=4 remove=4 timeout=4 /=0 cac=0 piv=0 weak=0 allowed=0 date=-1 serial=4 "},
+        {R"("failures": [{"operation": "EstablishContext", "code": 3002}])",
+         L"challenge=4/0 code=4/old remove=4 code=4/old min=4/77 max=4/77 timeout=4/0 cac=0 piv=0 weak=0 "
+         "allowed=0 unlock=4 date=-1 serial=4"},
         // Nothing readable: lengths keep the caller's value, the time-out is "none" with success.
-        {R"({"operation": "GetProperty", "code": 3007})",
-         "challenge=0 min=22 /=77 max=22 /=77 code=22 remove=0 timeout=0 /=0 cac=0 piv=0 weak=0 allowed=1 date=-1 "
-         "serial=22 "},
-        // No PIN credential: PIN operations do nothing and succeed; unlocking stays allowed.
-        {R"({"operation": "ListCredentials", "code": 3099})",
-         "challenge=0 min=0 /=77 max=0 /=77 code=0 remove=0 timeout=0 /=30 cac=0 piv=1 weak=0 allowed=1 "
-         "date=1700000000 serial=0 "},
-        {R"({"operation": "GetCard", "code": 3003})",
-         "challenge=0 min=0 /=6 max=0 /=8 code=0 remove=0 timeout=0 /=0 cac=0 piv=0 weak=1 allowed=1 date=-1 serial=4 "},
-        {R"({"operation": "GetAccessRight", "code": 3012})",
-         "challenge=0 min=0 /=6 max=0 /=8 code=0 remove=0 timeout=0 /=30 cac=0 piv=1 weak=1 allowed=0 "
-         "date=1700000000 serial=0 "},
+        {R"("failures": [{"operation": "GetProperty", "code": 3007}])",
+         L"challenge=0/16 code=22/old remove=0 code=22/old min=22/77 max=22/77 timeout=0/0 cac=0 piv=0 "
+         "weak=0 allowed=1 unlock=5 date=-1 serial=22"},
+        // No PIN credential (none found, or two primary ones): PIN operations do nothing and succeed;
+        // unlocking stays allowed.
+        {R"("failures": [{"operation": "ListCredentials", "code": 3099}])",
+         L"challenge=0/0 code=0/old remove=0 code=0/old min=0/77 max=0/77 timeout=0/30 cac=0 piv=1 weak=0 "
+         "allowed=1 unlock=0 date=1700000000 serial=0"},
+        {R"("pin": {"value": "123456", "primaryCount": 2})",
+         L"challenge=0/0 code=0/old remove=0 code=0/old min=0/77 max=0/77 timeout=0/30 cac=0 piv=1 weak=0 "
+         "allowed=1 unlock=0 date=1700000000 serial=0"},
+        {R"("failures": [{"operation": "GetCard", "code": 3003}])",
+         L"challenge=0/16 code=0/5A3C96E10F7B2D48 remove=0 code=0/ min=0/6 max=0/8 timeout=0/0 cac=0 piv=0 "
+         "weak=1 allowed=1 unlock=5 date=-1 serial=4"},
+        // Unlocking is allowed only when the unblock rule can be met.
+        {R"("failures": [{"operation": "GetAccessRight", "code": 3012}])",
+         L"challenge=0/16 code=0/5A3C96E10F7B2D48 remove=0 code=0/ min=0/6 max=0/8 timeout=0/30 cac=0 piv=1 "
+         "weak=1 allowed=0 unlock=5 date=1700000000 serial=0"},
+        {R"("unblock": {"adminKey": "00112233445566778899AABBCCDDEEFF", "authenticable": false})",
+         L"challenge=22/0 code=0/5A3C96E10F7B2D48 remove=0 code=0/ min=0/6 max=0/8 timeout=0/30 cac=0 piv=1 "
+         "weak=1 allowed=0 unlock=22 date=1700000000 serial=0"},
+        {R"("unblock": null)",
+         L"challenge=22/0 code=0/5A3C96E10F7B2D48 remove=0 code=0/ min=0/6 max=0/8 timeout=0/30 cac=0 piv=1 "
+         "weak=1 allowed=0 unlock=22 date=1700000000 serial=0"},
     };
     int serial = 0;
     for (const auto& c : cases) {
         // A card of its own each time: the dates are kept per serial number for the process.
-        char serialText[17];
-        snprintf(serialText, sizeof serialText, "00000000C0DE%04X", ++serial);
-        Load(OneReader(
-            Card(std::string("\"serial\": \"") + serialText + "\", \"failures\": [" + c.failures + "]")));
-        EXPECT_EQ(Outcome(CVReader(L"R1")), c.expected) << c.failures;
-        EXPECT_EQ(counting.established, counting.released) << c.failures;
+        char fields[40];
+        snprintf(fields, sizeof fields, "\"serial\": \"00000000C0DE%04X\"%s", ++serial, *c.card ? ", " : "");
+        LoadCard(fields + std::string(c.card));
+        EXPECT_EQ(Outcome(CVReader(L"R1")), c.expected) << c.card;
+        EXPECT_EQ(simulator.established, simulator.released) << c.card;
     }
 }
 
-TEST_F(CardLayer, AModuleFailureKeepsTheOutputAndIsReleased) {
-    Load(OneReader(Card(R"("failures": [{"property": 25, "code": 3013}])")));
-    uint32_t min = 5;
-    EXPECT_EQ(CVCardManagement(CVReader(L"R1")).GetMinPINLen(&min), CV_OBJ_API_TIMEOUT);
-    EXPECT_EQ(min, 5u);
-    // LeakSanitizer reports an exception object that was not released.
-}
-
 TEST_F(CardLayer, NoExceptionLeavesTheLayerWhateverFails) {
-    const char* operations[] = {
-        "GetState",        "EstablishContext",        "ReleaseContext",      "GetCard",
-        "ListCredentials", "CreateCredential",        "HasCapability",       "BeginTransaction",
-        "EndTransaction",  "ResetTransactionTimeout", "RunAction",           "GetProperty",
-        "SetProperty",     "GetAccessRight",          "GetUnblockChallenge", "Unblock"};
-    for (const char* operation : operations) {
-        Load(OneReader(
-            Card(std::string(R"("failures": [{"operation": ")") + operation + R"(", "code": 3028}])")));
+    for (const char* operation :
+         {"GetState", "EstablishContext", "ReleaseContext", "GetCard", "ListCredentials", "CreateCredential",
+          "HasCapability", "BeginTransaction", "EndTransaction", "ResetTransactionTimeout", "RunAction",
+          "GetProperty", "SetProperty", "GetAccessRight", "GetUnblockChallenge", "Unblock"}) {
+        LoadCard(std::string(R"("failures": [{"operation": ")") + operation + R"(", "code": 3028}])");
         EXPECT_NO_THROW({
             CVReader reader(L"R1");
             Outcome(reader);
-            CVCardManagement(reader).UnlockPIN(CSecStr(L"0011223344556677"), CSecStr(L"654321"));
             CVReaderList list;
             list.GetReaderList();
             list.GetReaderFromCUID(L"4356534D00000001");
@@ -219,99 +201,67 @@ TEST_F(CardLayer, NullOutputsAreRefusedWithoutTouchingTheCard) {
     EXPECT_EQ(card.GetUnlockCode(nullptr), 13u);
     EXPECT_EQ(card.GetTransactionTimeoutValue(nullptr), 13u);
     EXPECT_EQ(CVCardProperties(reader).GetSerialNumber(nullptr), 13u);
-    EXPECT_EQ(card.UnlockPIN(CSecStr(L"not hex"), CSecStr(L"654321")), 13u);
-    EXPECT_EQ(counting.established, 0);
-}
-
-TEST_F(CardLayer, UnlockAllowedOnlyWhenTheUnblockRuleCanBeMet) {
-    const struct {
-        const char* card;
-        bool allowed;
-    } cases[] = {
-        {R"("unblock": {"adminKey": "00112233445566778899AABBCCDDEEFF", "authenticable": true})", true},
-        {R"("unblock": {"adminKey": "00112233445566778899AABBCCDDEEFF", "authenticable": false})", false},
-        {R"("failures": [{"operation": "ListCredentials", "code": 3099}])", true}, // no PIN credential
-    };
-    for (const auto& c : cases) {
-        Load(OneReader(Card(c.card)));
-        EXPECT_EQ(CVCardManagement(CVReader(L"R1")).IsUnlockAllowed(), c.allowed) << c.card;
-    }
-    // A PIN without any unblock rule.
-    Load(R"({"readers": [{"name": "R1", "card": {"serial": "01", "pin": {"value": "123456"}}}]})");
-    EXPECT_FALSE(CVCardManagement(CVReader(L"R1")).IsUnlockAllowed());
+    EXPECT_EQ(card.UnlockPIN(CSecStr(L"not hex"), CSecStr(L"615243")), 13u);
+    EXPECT_EQ(simulator.established, 0);
 }
 
 TEST_F(CardLayer, NumericOnlyForCacAndPivOtherwiseBySetting) {
+    const char* unreadableType =
+        R"("failures": [{"property": 3, "code": 3001}, {"property": 4, "code": 3001}])";
     const struct {
         const char* card;
-        const CVData* setting;
+        CVData setting; // none: not set
         bool numericOnly;
     } cases[] = {
-        {R"("type": "piv")", nullptr, true},
-        {R"("type": "cac")", new CVData(CVData::FromInteger(0)), true},
-        {R"("type": "other")", nullptr, false},
-        {R"("type": "other")", new CVData(CVData::FromInteger(0)), false},
-        {R"("type": "other")", new CVData(CVData::FromInteger(1)), true},
-        {R"("type": "other")", new CVData(CVData::FromInteger(2)), false},
-        {R"("type": "other")", new CVData(CVData::FromString(L"1")), false},
+        {R"("type": "piv")", {}, true},
+        {R"("type": "cac")", CVData::FromInteger(0), true},
+        {R"("type": "other")", {}, false},
+        {R"("type": "other")", CVData::FromInteger(1), true},
+        {R"("type": "other")", CVData::FromInteger(2), false},
+        {R"("type": "other")", CVData::FromString(L"1"), false},
         // A card whose type cannot be read is "not that type", and the setting decides.
-        {R"("failures": [{"property": 3, "code": 3001}, {"property": 4, "code": 3001}])", nullptr, false},
-        {R"("failures": [{"property": 3, "code": 3001}, {"property": 4, "code": 3001}])",
-         new CVData(CVData::FromInteger(1)), true},
+        {unreadableType, {}, false},
+        {unreadableType, CVData::FromInteger(1), true},
     };
     for (const auto& c : cases) {
         settings.values.clear();
-        if (c.setting) settings.values[L"Corvana.PINPolicies.PreventAlphaPIN"] = *c.setting;
-        delete c.setting;
-        Load(OneReader(Card(c.card)));
+        if (c.setting.GetType() != CVData::Type::None)
+            settings.values[L"Corvana.PINPolicies.PreventAlphaPIN"] = c.setting;
+        LoadCard(c.card);
         EXPECT_EQ(CVCardManagement(CVReader(L"R1")).IsAlphaPINCheckActivated(), c.numericOnly) << c.card;
     }
 }
 
 TEST_F(CardLayer, CopiesOfAReaderShareOneContextUntilTheLastDisconnects) {
-    CVReader reader(L"R1");
-    CVReader first(reader), second(reader);
+    CVReader reader(L"R1"), first(reader), second(reader);
     CVConnection a, b, again;
     ASSERT_EQ(first.Connect(a), 0u);
     ASSERT_EQ(second.Connect(b), 0u);
-    EXPECT_EQ(a.GetContext(), b.GetContext());
-    // A copy that is connected already does not count twice.
     ASSERT_EQ(first.Connect(again), 0u);
+    EXPECT_EQ(a.GetContext(), b.GetContext());
     EXPECT_EQ(again.GetContext(), a.GetContext());
+    // Card objects on the reader work on the open context.
+    CVCardManagement card(reader);
+    EXPECT_TRUE(card.IsPIVCard());
+    EXPECT_EQ(simulator.established, 1);
 
-    // Two card objects on the reader work on the open context.
-    CVCardManagement one(reader), two(reader);
-    EXPECT_TRUE(one.IsPIVCard());
-    uint32_t min = 0;
-    EXPECT_EQ(two.GetMinPINLen(&min), 0u);
-    EXPECT_EQ(counting.established, 1);
-
+    // A copy that connects again does not count twice.
     EXPECT_EQ(first.Disconnect(a), 0u);
-    EXPECT_EQ(counting.released, 0);
+    EXPECT_EQ(simulator.released, 0);
     EXPECT_EQ(second.Disconnect(b), 0u);
-    EXPECT_EQ(counting.released, 1);
+    EXPECT_EQ(simulator.released, 1);
     EXPECT_FALSE(b.IsConnected());
-
     // Closed again: the next operation opens a context of its own.
-    EXPECT_TRUE(one.IsPIVCard());
-    EXPECT_EQ(counting.established, 2);
-    EXPECT_EQ(counting.released, 2);
+    EXPECT_TRUE(card.IsPIVCard());
+    EXPECT_EQ(simulator.established, 2);
+    EXPECT_EQ(simulator.released, 2);
 }
 
 TEST_F(CardLayer, AnEmptyReaderNameLetsTheModuleChooseTheReader) {
     EXPECT_TRUE(CVCardManagement(CVReader(L"")).IsPIVCard());
-    EXPECT_EQ(counting.lastReaderName, L"<none>");
+    EXPECT_EQ(simulator.lastReaderName, L"<none>");
     EXPECT_TRUE(CVCardManagement(CVReader(L"R1")).IsPIVCard());
-    EXPECT_EQ(counting.lastReaderName, L"R1");
-}
-
-TEST_F(CardLayer, TwoPrimaryPinsMeanNoPinCredential) {
-    Load(OneReader(Card(R"("pin": {"value": "123456", "primaryCount": 2})")));
-    CVCardManagement card{CVReader(L"R1")};
-    CSecStr challenge(L"old");
-    EXPECT_EQ(card.GetUnlockChallenge(&challenge), 0u);
-    EXPECT_TRUE(challenge.IsEmpty());
-    EXPECT_FALSE(card.IsWeakPINCheckActivated());
+    EXPECT_EQ(simulator.lastReaderName, L"R1");
 }
 
 TEST_F(CardLayer, SerialNumbersAreUpperCaseWithLeadingZerosAndKeyTheDates) {
@@ -337,55 +287,22 @@ TEST_F(CardLayer, SerialNumbersAreUpperCaseWithLeadingZerosAndKeyTheDates) {
     ASSERT_NE(found, nullptr);
     EXPECT_EQ(found->GetReaderName(), L"R2");
     EXPECT_EQ(list.GetReaderFromCUID(L"0A0B1C"), nullptr);
-    EXPECT_EQ(counting.established, counting.released);
+    EXPECT_EQ(simulator.established, simulator.released);
 }
 
-std::string Narrow(const CSecStr& text) {
-    return std::string(text.GetString(), text.GetString() + text.GetLength());
-}
-
-CSecStr ResponseDigits(const std::string& response) {
-    CSecStr digits;
-    for (char ch : response)
-        if (ch != ' ') digits.AppendChar(static_cast<wchar_t>(ch));
-    return digits;
-}
-
-TEST_F(CardLayer, TheHelpDeskResponseUnblocksAndAWrongOneDoesNot) {
-    Load(OneReader(Card(R"("pin": {"value": "123456", "triesLeft": 0, "maxTries": 3})")));
+TEST_F(CardLayer, TheHelpDeskResponseUnblocks) {
+    LoadCard(R"("pin": {"value": "123456", "triesLeft": 0, "maxTries": 3})");
     CVCardManagement card{CVReader(L"R1")};
-    const std::string key = "00112233445566778899AABBCCDDEEFF";
-
-    CSecStr challenge;
+    CSecStr challenge, typed;
+    ASSERT_EQ(card.GetUnlockChallenge(&challenge), 0u);
+    const std::string hex(challenge.GetString(), challenge.GetString() + challenge.GetLength());
     std::string response, error;
-    ASSERT_EQ(card.GetUnlockChallenge(&challenge), 0u);
-    EXPECT_EQ(challenge.GetLength(), 16);
-    ASSERT_EQ(helpdesk::ComputeResponse(crypto, Narrow(challenge), key, response, error),
+    ASSERT_EQ(helpdesk::ComputeResponse(crypto, hex, "00112233445566778899AABBCCDDEEFF", response, error),
               helpdesk::ResponseStatus::Ok);
-    CSecStr wrong = ResponseDigits(response);
-    wrong.Replace(wrong.Left(1).GetString(), wrong[0] == L'0' ? L"1" : L"0");
-    EXPECT_EQ(card.UnlockPIN(wrong, CSecStr(L"615243")), CV_OBJ_API_WRONG_CODE);
-    sim::SimPinState state{};
-    ASSERT_TRUE(simulator.GetPinState(L"R1", &state));
-    EXPECT_TRUE(state.blocked);
-
-    ASSERT_EQ(card.GetUnlockChallenge(&challenge), 0u);
-    ASSERT_EQ(helpdesk::ComputeResponse(crypto, Narrow(challenge), key, response, error),
-              helpdesk::ResponseStatus::Ok);
-    EXPECT_EQ(card.UnlockPIN(ResponseDigits(response), CSecStr(L"615243")), CV_OBJ_API_OK);
-    ASSERT_TRUE(simulator.GetPinState(L"R1", &state));
-    EXPECT_FALSE(state.blocked);
+    for (char ch : response) // as the user types it in, without the groups' spaces
+        if (ch != ' ') typed.AppendChar(static_cast<wchar_t>(ch));
+    EXPECT_EQ(card.UnlockPIN(typed, CSecStr(L"615243")), CV_OBJ_API_OK);
     EXPECT_TRUE(simulator.PinEquals(L"R1", L"615243"));
-}
-
-TEST_F(CardLayer, UnlockCodeIsReadAsHexAndRemoved) {
-    CVCardManagement card{CVReader(L"R1")};
-    CSecStr code;
-    ASSERT_EQ(card.GetUnlockCode(&code), 0u);
-    EXPECT_STREQ(code.GetString(), L"5A3C96E10F7B2D48");
-    ASSERT_EQ(card.RemoveUnlockCode(), 0u);
-    ASSERT_EQ(card.GetUnlockCode(&code), 0u);
-    EXPECT_TRUE(code.IsEmpty());
 }
 
 TEST_F(CardLayer, ConnectionFindsCreatesAndUpdatesCredentials) {
@@ -399,6 +316,7 @@ TEST_F(CardLayer, ConnectionFindsCreatesAndUpdatesCredentials) {
     ASSERT_EQ(reader.Connect(connection), 0u);
     EXPECT_TRUE(connection.IsCardSupportImportCertificate());
 
+    // A key and its container name each other by the same index.
     CVCredentialParams pki;
     pki.keySizeBits = 2048;
     pki.properties.push_back({12, CVData::FromInteger(5)});
@@ -408,7 +326,7 @@ TEST_F(CardLayer, ConnectionFindsCreatesAndUpdatesCredentials) {
     EXPECT_NE(key->GetAccessRight(L"ActionSign"), nullptr);
     NV::SMMW::CredentialParameters container;
     container.type = NV::SMMW::CREDENTIAL_KEY_CONTAINER;
-    container.properties.push_back({12, CVData::FromInteger(5)});
+    container.properties = pki.properties;
     NV::SMMW::ICredential* kc = connection.GetContext()->CreateCredential(container, {});
     EXPECT_EQ(connection.GetAssociatedKCCredential(key), kc);
     EXPECT_EQ(connection.GetAssociatedKCCredential(nullptr), nullptr);
@@ -416,6 +334,7 @@ TEST_F(CardLayer, ConnectionFindsCreatesAndUpdatesCredentials) {
     EXPECT_EQ(connection.ListPKICredentials(&list), 0u);
     EXPECT_EQ(list, std::vector<NV::SMMW::ICredential*>{key});
 
+    // A data credential is found by its type while it is the only one of that type.
     CVCredentialParams data;
     data.properties.push_back({NV::SMMW::ATTRIBUTE_DATA_TYPE, CVData::FromInteger(2)});
     data.values.push_back({40, CVData::FromBytes({1, 2, 3})});
@@ -426,7 +345,7 @@ TEST_F(CardLayer, ConnectionFindsCreatesAndUpdatesCredentials) {
     const CVData value = CVData::FromInteger(9);
     EXPECT_EQ(connection.UpdateCredential(roots, 41, &value), 0u);
     EXPECT_EQ(connection.UpdateCredential(roots, 41, nullptr), CV_OBJ_API_INVALID_PARAMETER);
-    ASSERT_EQ(connection.CreateDataCredential(data), 0u); // a second of type 2
+    ASSERT_EQ(connection.CreateDataCredential(data), 0u);
     EXPECT_EQ(connection.GetDataCredential(2), nullptr);
     EXPECT_EQ(connection.ListDataCredentials(&list), 0u);
     EXPECT_EQ(list.size(), 2u);

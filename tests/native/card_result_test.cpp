@@ -12,8 +12,8 @@
 // The codes a caller tells apart (blocked, wrong code, denied, cancelled, no card), and anything
 // unlisted, next to and between the listed codes.
 TEST(CardResult, ModuleCodesMapToTheCodesCallersTellApart) {
-    const uint32_t rows[][2] = {{3002, 4}, {3004, 1}, {3006, 23}, {3007, 22}, {3008, 5},       {0, 3},
-                                {2999, 3}, {3016, 3}, {3029, 3},  {3099, 3},  {0xFFFFFFFF, 3}};
+    const uint32_t rows[][2] = {{3002, 4}, {3004, 1}, {3006, 23}, {3007, 22}, {3008, 5}, {3013, 14},
+                                {0, 3},    {2999, 3}, {3016, 3},  {3029, 3},  {3099, 3}, {0xFFFFFFFF, 3}};
     for (const auto& row : rows)
         EXPECT_EQ(MapModuleCode(row[0]), row[1]) << "module code " << row[0];
 }

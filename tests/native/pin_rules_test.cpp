@@ -1,5 +1,6 @@
 // The PIN rules: which PINs break which rule, which rows show, and where the rows go.
 #include <gtest/gtest.h>
+#include <string>
 #include "dialogs/pinchange/pin_rules.h"
 #include "dialogs/pinchange/rule_box_layout.h"
 
@@ -17,6 +18,7 @@ TEST(PinRules, WeakPinsAreArithmeticProgressionsOnTheLowByte) {
         {L"9012", false},                                        // no wrap from 9 to 0 in characters
         {L"\u00fe\u00ff\u0100", true},                           // 0xFE, 0xFF, 0x00: wraps mod 256
         {L"\u0141\u0242\u0343", true},                           // differ only above the low byte
+        {L"1\u01323", true},                                     // 0x31, 0x132, 0x33 steps by 1
         {L"123456789", true},
     };
     for (const Case& c : cases) EXPECT_EQ(IsPinWeak(c.pin), c.weak) << testing::PrintToString(std::wstring(c.pin));
@@ -30,65 +32,58 @@ TEST(PinRules, AlphabeticRuleAcceptsOnlyDecimalDigits) {
 }
 
 namespace {
-struct Shown {
-    bool visible, met;
-};
-void ExpectRows(const Outcome& out, std::initializer_list<Shown> rows) {
-    int i = 0;
-    for (const Shown& r : rows) {
-        EXPECT_EQ(out.rows[i].visible, r.visible) << "row " << i;
-        EXPECT_EQ(out.rows[i].met, r.met) << "row " << i;
-        ++i;
-    }
+// The rows in stacking order (minimum, maximum, weak, same PIN, alphabetic, confirmation): M met,
+// U unmet, - hidden (? hidden yet met); then "ok" when every shown rule holds.
+std::string Rows(const Outcome& out) {
+    std::string text;
+    for (const RowOutcome& row : out.rows)
+        text += row.visible ? (row.met ? 'M' : 'U') : (row.met ? '?' : '-');
+    return text + (out.allMet ? " ok" : "");
 }
-constexpr Shown kHidden{false, false}, kMet{true, true}, kUnmet{true, false};
 }  // namespace
 
-// Rows: minimum, maximum, weak, same PIN, alphabetic, confirmation.
-TEST(PinRules, EveryRowIsEvaluatedWithoutEarlyExit) {
-    RuleSet rules = MakeRuleSet(1, 0, 1, 4, 8);
-    Outcome out = Evaluate(rules, L"1357", L"", L"", L"");
-    ExpectRows(out, {kUnmet, kMet, kUnmet, kMet, kMet, kMet});  // empty: too short and weak at once
-    EXPECT_FALSE(out.allMet);
-
-    out = Evaluate(rules, L"1357", L"1357", L"1357", L"1358");
-    ExpectRows(out, {kMet, kMet, kUnmet, kUnmet, kMet, kUnmet});
-
-    out = Evaluate(rules, L"1357", L"73a91", L"73a91", L"73a91");
-    ExpectRows(out, {kMet, kMet, kMet, kMet, kUnmet, kMet});
-
-    out = Evaluate(rules, L"1357", L"739182", L"739182", L"739182");
-    ExpectRows(out, {kMet, kMet, kMet, kMet, kMet, kMet});
-    EXPECT_TRUE(out.allMet);
-
-    out = Evaluate(rules, L"", L"739182461", L"739182461", L"739182461");
-    ExpectRows(out, {kMet, kUnmet, kMet, kMet, kMet, kMet});
-}
-
-TEST(PinRules, RowVisibilityFollowsTheRecord) {
-    // No record at all: only the confirmation row, met exactly when both fields agree.
-    RuleSet none;
-    ExpectRows(Evaluate(none, L"", L"", L"", L""), {kHidden, kHidden, kHidden, kHidden, kHidden, kMet});
-    EXPECT_TRUE(Evaluate(none, L"", L"", L"", L"").allMet);
-    EXPECT_FALSE(Evaluate(none, L"", L"12", L"12", L"13").allMet);
-
-    // A minimum of 0 is a rule that always holds; only the marker hides a length row.
-    RuleSet zero = MakeRuleSet(0, 1, 0, 0, kNoLengthRule);
-    ExpectRows(Evaluate(zero, L"", L"", L"", L""), {kMet, kHidden, kHidden, kHidden, kHidden, kMet});
-
-    // Weak PINs allowed: no weak row even for 1111.
-    RuleSet weakAllowed = MakeRuleSet(0, 1, 0, kNoLengthRule, kNoLengthRule);
-    Outcome out = Evaluate(weakAllowed, L"", L"1111", L"1111", L"1111");
-    EXPECT_FALSE(out.rows[kWeakPin].visible);
-    EXPECT_TRUE(out.allMet);
-}
-
-TEST(PinRules, SamePinIsCaseSensitiveAndOnlyWithTheRule) {
-    RuleSet off = MakeRuleSet(0, 1, 0, kNoLengthRule, kNoLengthRule);
-    RuleSet on = MakeRuleSet(0, 1, 1, kNoLengthRule, kNoLengthRule);
-    EXPECT_TRUE(Evaluate(off, L"abcd", L"abcd", L"abcd", L"abcd").allMet);
-    EXPECT_FALSE(Evaluate(on, L"abcd", L"abcd", L"abcd", L"abcd").allMet);
-    EXPECT_TRUE(Evaluate(on, L"abcd", L"ABCD", L"ABCD", L"ABCD").allMet);
+TEST(PinRules, EveryRowOfTheRecordIsShownAndJudgedWithoutEarlyExit) {
+    const RuleSet all = MakeRuleSet(1, 0, 1, 4, 8), upTo6 = MakeRuleSet(1, 0, 1, 4, 6), none;
+    const RuleSet zeroMin = MakeRuleSet(0, 1, 0, 0, kNoLengthRule);
+    const RuleSet weakAllowed = MakeRuleSet(0, 1, 0, kNoLengthRule, kNoLengthRule);
+    const RuleSet samePin = MakeRuleSet(0, 1, 1, kNoLengthRule, kNoLengthRule);
+    const struct {
+        RuleSet rules;
+        const wchar_t *current, *candidate, *newPin, *confirm;
+        const char* rows;
+    } cases[] = {
+        {all, L"1357", L"", L"", L"", "UMUMMM"}, // empty: too short and weak at once
+        {all, L"1357", L"1357", L"1357", L"1358", "MMUUMU"},
+        {all, L"1357", L"73a91", L"73a91", L"73a91", "MMMMUM"},
+        {all, L"1357", L"739182", L"739182", L"739182", "MMMMMM ok"},
+        {all, L"", L"739182461", L"739182461", L"739182461", "MUMMMM"},
+        // The candidate drives the length, weak and alphabetic rows, the new PIN the same-PIN and
+        // confirmation rows: fields that disagree catch a rule reading the wrong one.
+        {upTo6, L"2468", L"2468", L"1397", L"1397", "MMUMMM"},
+        {upTo6, L"2468", L"1397", L"2468", L"2468", "MMMUMM"},
+        {upTo6, L"", L"1397", L"25", L"25", "MMMMMM ok"},
+        {upTo6, L"", L"139752", L"2580741", L"2580741", "MMMMMM ok"},
+        {upTo6, L"", L"2580741", L"1397", L"1397", "MUMMMM"},
+        {upTo6, L"", L"1397", L"1234", L"1234", "MMMMMM ok"},
+        {upTo6, L"", L"1234", L"1397", L"1397", "MMUMMM"},
+        {upTo6, L"", L"1397", L"13a7", L"13a7", "MMMMMM ok"},
+        {upTo6, L"", L"1397", L"1397", L"1398", "MMMMMU"},
+        {upTo6, L"", L"1398", L"1397", L"1397", "MMMMMM ok"},
+        // No record at all: only the confirmation row, met exactly when both fields agree.
+        {none, L"", L"", L"", L"", "-----M ok"},
+        {none, L"", L"12", L"12", L"13", "-----U"},
+        // A minimum of 0 is a rule that always holds; only the marker hides a length row.
+        {zeroMin, L"", L"", L"", L"", "M----M ok"},
+        {weakAllowed, L"", L"1111", L"1111", L"1111", "-----M ok"},
+        // The same PIN is refused case-sensitively, and only with its rule.
+        {weakAllowed, L"abcd", L"abcd", L"abcd", L"abcd", "-----M ok"},
+        {samePin, L"abcd", L"abcd", L"abcd", L"abcd", "---U-M"},
+        {samePin, L"abcd", L"ABCD", L"ABCD", L"ABCD", "---M-M ok"},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(Rows(Evaluate(c.rules, c.current, c.candidate, c.newPin, c.confirm)), c.rows)
+            << testing::PrintToString(std::wstring(c.candidate)) << " / "
+            << testing::PrintToString(std::wstring(c.newPin));
 }
 
 TEST(RuleBoxLayout, ShownRowsStackAndTheBoxShrinksByWhatIsLeft) {
@@ -119,30 +114,4 @@ TEST(RuleBoxLayout, ConfirmationRowIsPlacedEvenWhenMarkedHidden) {
     EXPECT_TRUE(layout.rows[kConfirmation].move);
     EXPECT_EQ(layout.rows[kConfirmation].textY, 21);
     EXPECT_EQ(layout.shrinkBy, 40 - 15 - 12 - 13);
-}
-
-// Fields that disagree, so that a rule reading the wrong one gives the other answer.
-TEST(PinRules, EachRuleReadsItsOwnField) {
-    const RuleSet rules = MakeRuleSet(1, 0, 1, 4, 6);
-    struct Case {
-        const wchar_t *current, *candidate, *newPin, *confirm;
-        pinrules::Row row;
-        bool met;
-    } cases[] = {
-        {L"2468", L"2468", L"1397", L"1397", kSamePin, true},
-        {L"2468", L"1397", L"2468", L"2468", kSamePin, false},
-        {L"", L"1397", L"25", L"25", kMinLength, true},
-        {L"", L"139752", L"2580741", L"2580741", kMaxLength, true},
-        {L"", L"2580741", L"1397", L"1397", kMaxLength, false},
-        {L"", L"1397", L"1234", L"1234", kWeakPin, true},
-        {L"", L"1234", L"1397", L"1397", kWeakPin, false},
-        {L"", L"1397", L"13a7", L"13a7", kAlphabetic, true},
-        {L"", L"1397", L"1397", L"1398", kConfirmation, false},
-        {L"", L"1398", L"1397", L"1397", kConfirmation, true},
-    };
-    for (const Case& c : cases)
-        EXPECT_EQ(Evaluate(rules, c.current, c.candidate, c.newPin, c.confirm).rows[c.row].met, c.met)
-            << "row " << c.row << " with candidate " << testing::PrintToString(std::wstring(c.candidate));
-    // Only the low byte of each character steps: 0x31, 0x132, 0x33 is 1, 2, 3.
-    EXPECT_TRUE(IsPinWeak(L"1\u01323"));
 }

@@ -2,11 +2,9 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <fstream>
 #include <sstream>
 #include <string>
-#include <tuple>
 
 #include "sim_controller.h"
 #include "sim_test_support.h"
@@ -26,13 +24,11 @@ std::string WithCard(const std::string& cardFields) {
 }
 
 TEST(SimProfile, MalformedProfilesAreRefusedNamingTheField) {
-    struct Row {
+    const struct {
         std::string json;
         const char* expected; // part of the error
-    };
-    const Row rows[] = {
+    } rows[] = {
         {"", "not valid JSON"},
-        {R"({"readers":[{"name":"R","card":{"serial":"01"}})", "not valid JSON"},
         {"[]", "profile: must be an object"},
         {"{}", "profile.readers: missing"},
         {R"({"readers":{}})", "profile.readers: must be a list"},
@@ -44,11 +40,9 @@ TEST(SimProfile, MalformedProfilesAreRefusedNamingTheField) {
         {R"({"readers":[{"name":"R","card":{"serial":""}}]})", "card.serial: must hold at least one byte"},
         {R"({"readers":[{"name":"R","card":{"serial":"0G"}}]})",
          "card.serial: character 2 is not a hexadecimal"},
-        {R"({"readers":[{"name":"R","card":{"serial":"012"}}]})", "card.serial: odd number"},
         {WithCard(R"(,"type":"smart")"), "card.type: unknown type \"smart\""},
         {WithCard(R"(,"transactionTimeout":-1)"), "card.transactionTimeout: must not be negative"},
         {WithCard(R"(,"transactionTimeout":1.5)"), "card.transactionTimeout: must be a whole number"},
-        {WithCard(R"(,"pin":{"triesLeft":-1})"), "card.pin.triesLeft: must not be negative"},
         {WithCard(R"(,"pin":{"triesLeft":4,"maxTries":3})"), "card.pin.triesLeft: must not exceed maxTries"},
         {WithCard(R"(,"pin":{"maxTries":0})"), "card.pin.maxTries: must be at least 1"},
         {WithCard(R"(,"pin":{"primaryCount":3})"), "card.pin.primaryCount: must be at most 2"},
@@ -72,7 +66,7 @@ TEST(SimProfile, MalformedProfilesAreRefusedNamingTheField) {
         {R"({"readers":[],"failures":[{"operation":"Unblock","code":3099}]})",
          "profile.failures[0].operation: unknown"},
     };
-    for (const Row& row : rows) {
+    for (const auto& row : rows) {
         sim::Profile profile;
         std::string error;
         EXPECT_FALSE(sim::ParseProfile(row.json, profile, &error)) << row.json;
@@ -94,7 +88,7 @@ TEST(SimProfile, ErrorsNeverQuoteSecrets) {
     }
 }
 
-TEST(SimProfile, DefaultsAndKeptLeadingZeroBytes) {
+TEST(SimProfile, DefaultsOfACardWithOnlyASerialNumber) {
     sim::Profile profile;
     std::string error;
     ASSERT_TRUE(sim::ParseProfile(WithCard(""), profile, &error)) << error;
@@ -104,35 +98,13 @@ TEST(SimProfile, DefaultsAndKeptLeadingZeroBytes) {
     EXPECT_FALSE(card.hasUnblockRight);
     EXPECT_TRUE(card.unlockCode.Empty());
     EXPECT_EQ(card.pin.triesLeft, 3u);
-
-    ASSERT_TRUE(
-        sim::ParseProfile(R"({"readers":[{"name":"R","card":{"serial":"0000a1"}}]})", profile, &error));
-    EXPECT_EQ(profile.readers.at(0).card.serial, (std::vector<uint8_t>{0x00, 0x00, 0xA1}));
 }
 
-bool SameCards(const sim::Profile& a, const sim::Profile& b) {
-    auto fields = [](const sim::ReaderProfile& r) {
-        const sim::CardProfile& c = r.card;
-        return std::tie(r.name, r.hasCard, c.serial, c.type, c.inserted, c.transactionTimeout, c.pin.value,
-                        c.pin.minLength, c.pin.maxLength, c.pin.weakCheck, c.pin.triesLeft, c.pin.maxTries,
-                        c.pin.primaryCount, c.hasUnblockRight, c.unblockAuthenticable, c.adminKey, c.unlockCode,
-                        c.capabilities);
-    };
-    return std::equal(a.readers.begin(), a.readers.end(), b.readers.begin(), b.readers.end(),
-                      [&](const sim::ReaderProfile& x, const sim::ReaderProfile& y) {
-                          return fields(x) == fields(y) && x.card.failures.size() == y.card.failures.size();
-                      });
-}
-
-TEST(SimProfile, ShippedProfilesParseAndTheDefaultFileMatchesTheBuiltIn) {
-    sim::Profile builtIn, file, blocked;
+TEST(SimProfile, ShippedProfilesParseAndTheDefaultFileIsTheBuiltIn) {
+    EXPECT_EQ(ReadProfileFile("default.json"), sim::DefaultProfileJson());
+    sim::Profile builtIn, blocked;
     std::string error;
     ASSERT_TRUE(sim::ParseProfile(sim::DefaultProfileJson(), builtIn, &error)) << error;
-    ASSERT_TRUE(sim::ParseProfile(ReadProfileFile("default.json"), file, &error)) << error;
-    EXPECT_TRUE(SameCards(builtIn, file));
-    ASSERT_EQ(builtIn.readers.size(), 1u);
-    EXPECT_TRUE(builtIn.readers[0].card.hasUnblockRight);
-
     ASSERT_TRUE(sim::ParseProfile(ReadProfileFile("blocked-card.json"), blocked, &error)) << error;
     ASSERT_EQ(blocked.readers.size(), 2u);
     EXPECT_EQ(blocked.readers[0].card.pin.triesLeft, 0u);
@@ -150,11 +122,10 @@ std::string NestedNote(size_t depth, const std::string& open, const std::string&
 }
 
 TEST(SimProfile, DeepNestingIsRefusedWithoutExhaustingTheStack) {
-    struct Row {
+    const struct {
         std::string json;
         bool accepted;
-    };
-    const Row rows[] = {
+    } rows[] = {
         {NestedNote(200000, "[", "]"), false},
         {NestedNote(50000, R"({"a":)", "}"), false},
         {NestedNote(200000, "[", ""), false}, // never closed
@@ -164,13 +135,11 @@ TEST(SimProfile, DeepNestingIsRefusedWithoutExhaustingTheStack) {
     };
     simtest::FakeCrypto crypto;
     sim::SimController controller(crypto);
-    for (const Row& row : rows) {
+    for (const auto& row : rows) {
         sim::Profile profile;
         std::string error;
         EXPECT_EQ(sim::ParseProfile(row.json, profile, &error), row.accepted) << error;
-        if (!row.accepted) {
-            EXPECT_NE(error.find("nested more than"), std::string::npos) << error;
-        }
+        EXPECT_TRUE(row.accepted || error.find("nested more than") != std::string::npos) << error;
         EXPECT_EQ(controller.LoadProfile(row.json, &error), row.accepted) << error;
     }
 }
