@@ -71,6 +71,17 @@ native | sim/sim_card.cpp | rules.weakCheck && pinrules::IsPinWeak(pin) | !rules
 native | sim/sim_card.cpp | if (state.triesLeft == 0) return Verification::Blocked; | (void)0;
 native | sim/sim_card.cpp | --state.triesLeft;\n        return Verification::WrongPin; | return Verification::WrongPin;
 native | sim/sim_card.cpp | state.triesLeft = state.maxTries;\n    return Verification::Verified; | return Verification::Verified;
+native | src/dialogs/unlock/unlock_text.cpp | if (i > 0 && i % 4 == 0) out.AppendChar(L'-'); | if (i % 4 == 0) out.AppendChar(L'-');
+native | src/dialogs/unlock/unlock_text.cpp | return Grouped(challenge, length < 16 ? length : 16); | return Grouped(challenge, length);
+native | src/dialogs/unlock/unlock_text.cpp | if (!IsHexDigit(c)) return false; | (void)c;
+native | src/dialogs/unlock/unlock_text.cpp | return digits == 16; | return digits >= 16;
+native | src/dialogs/unlock/unlock_text.cpp | return (lines + 1) * textHeight; | return lines * textHeight;
+native | src/dialogs/unlock/unlock_text.cpp | if (cardResult == CV_OBJ_API_WRONG_CODE) return Outcome::WrongCode; | if (cardResult == CV_OBJ_API_WRONG_CODE) return Outcome::Failed;
+unlock_test=Unlock.TheResponse* | src/dialogs/unlock/unlock_card_dlg_win.cpp | acceptable = rulesMet && unlock::IsResponseWellFormed(Response()); | acceptable = rulesMet;
+unlock_test=Unlock.AWrongResponse* | src/dialogs/unlock/unlock_card_dlg_win.cpp | if (m_challengeMode) ShowNewChallenge(); | (void)0;
+unlock_notices_test=Notices.TheUnlockCode* | src/dialogs/unlock/unlock_code_dlg_win.cpp | EndDialog(never ? IDOK : IDCANCEL); | EndDialog(IDOK);
+memscan_test=PinMemory.NoCopyOfTheNewPinOrTheCode* | src/framework/edit_wipe_win.cpp | SendMessageW(edit, EM_REPLACESEL, FALSE, reinterpret_cast<LPARAM>(filler.c_str())); | (void)0;
+memscan_test=PinMemory.NoCopyOfTheUnlockCode* | src/dialogs/unlock/unlock_code_dlg_win.cpp | fw::WipeEditText(Item(IDC_UC_CODE)); | (void)0;
 EOF
 )
 
