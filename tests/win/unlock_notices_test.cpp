@@ -24,8 +24,8 @@ const char kProfile[] = R"({"readers": [
     "pin": {"value": "246810", "triesLeft": 0, "maxTries": 3},
     "unblock": {"adminKey": "00112233445566778899AABBCCDDEEFF", "authenticable": false},
     "unlockCode": "0F1E2D3C4B5A69788C"}},
-  {"name": "No Code Reader", "card": {"serial": "0102030405060709", "type": "piv",
-    "pin": {"value": "246810"}}}
+  {"name": "No Code Reader", "card": {"serial": "0102030405060709", "type": "piv", "pin": {"value": "246810"},
+    "unblock": {"adminKey": "00112233445566778899AABBCCDDEEFF", "authenticable": true}}}
 ]})";
 
 template <class Fn> Fn SimFunction(const char* name) {
@@ -49,6 +49,8 @@ struct ToastLog {
         return Answer();
     }
 };
+
+int WINAPI OnTheSecureDesktop() { return 2; }
 
 class Notices : public ::testing::Test {
 protected:
@@ -80,6 +82,19 @@ TEST_F(Notices, ACardThatMayNotBeUnlockedIsAToastWhereOneCanBeRaised) {
     RemoveCard(kReader);
     ASSERT_TRUE(caller.Wait());
     EXPECT_EQ(caller.Result(), IDCANCEL) << "the notice closes with its card";
+}
+
+TEST_F(Notices, OffTheDesktopTheUnlockAlsoAsksForTheDesktopInAToast) {
+    CVPinGuiSetToastProvider(ToastLog::Raise);
+    CVPinGuiSetUiModeProvider(OnTheSecureDesktop);
+    Caller caller([] { return (int)ShowUnlockDialog(nullptr, kNoCodeReader, nullptr); });
+    HWND dlg = WaitForDialog(caller);
+    CVPinGuiSetUiModeProvider(nullptr);
+    ASSERT_NE(dlg, nullptr) << "the dialog opens all the same";
+    EXPECT_EQ(ToastLog::Seen(),
+              std::vector<std::wstring>{L"PIN Blocked|Please switch to the Desktop to unlock your card."});
+    Click(dlg, IDCANCEL);
+    ASSERT_TRUE(caller.Wait());
 }
 
 TEST_F(Notices, TheCardManagersBlockIsAToastOrANoticeFittedToItsMessage) {
