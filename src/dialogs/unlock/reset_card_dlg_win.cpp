@@ -213,7 +213,7 @@ BOOL CResetCardDialogMain::Impl::OnInitDialog() {
     if (!title.empty()) SetWindowTextW(m_hWnd, title.c_str());
     m_cardWatcher =
         std::make_unique<CVDelegateSubscriberCardRemoved>(this, CardRemovedMessage(), m_readerName.GetString());
-    unlock::BringToTop(m_hWnd);
+    SetForegroundWindow(m_hWnd);
     return FALSE;  // the form has set the focus
 }
 

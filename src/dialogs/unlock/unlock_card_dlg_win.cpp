@@ -105,7 +105,7 @@ BOOL CUnlockCardDlg::OnInitDialog() {
     if (m_timer && m_periodMs != 0) SetTimer(m_hWnd, 1, static_cast<UINT>(m_periodMs), nullptr);
 
     PostMessageW(m_hWnd, kDisplayPolicies, 0, 0);
-    unlock::BringToTop(m_hWnd);
+    SetForegroundWindow(m_hWnd);
     SetFocus(Item(IDC_UL_RESPONSE_EDIT));  // the user types the help desk's code first
     return FALSE;
 }
