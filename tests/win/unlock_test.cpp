@@ -3,7 +3,11 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdio>
+#include <atomic>
+#include <mutex>
 #include <string>
+#include <thread>
 
 #include "cvpingui.h"
 #include "driver_win.h"
@@ -37,6 +41,47 @@ template <class Fn> Fn SimFunction(const char* name) {
     static HMODULE sim = LoadLibraryW(L"cv.smmw.mwctl.dll");
     return reinterpret_cast<Fn>(reinterpret_cast<void*>(GetProcAddress(sim, name)));
 }
+
+// The smart-card agent: a window of class "CvTrayHandlerClass" on a thread of its own, keeping
+// what the library tells it (dwData and the text).
+class Agent {
+public:
+    Agent() : m_thread([this] { Run(); }) { WaitUntil([&] { return m_threadId.load() != 0; }); }
+    ~Agent() {
+        PostThreadMessageW(m_threadId, WM_QUIT, 0, 0);
+        m_thread.join();
+    }
+    std::wstring Received() {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        return m_received;
+    }
+
+private:
+    static LRESULT CALLBACK Proc(HWND hwnd, UINT message, WPARAM wParam, LPARAM lParam) {
+        auto* self = reinterpret_cast<Agent*>(GetWindowLongPtrW(hwnd, GWLP_USERDATA));
+        if (message != WM_COPYDATA || !self) return DefWindowProcW(hwnd, message, wParam, lParam);
+        const auto* data = reinterpret_cast<const COPYDATASTRUCT*>(lParam);
+        std::lock_guard<std::mutex> lock(self->m_mutex);
+        self->m_received = std::to_wstring(data->dwData) + L" " +
+                           std::wstring(static_cast<const wchar_t*>(data->lpData), data->cbData / sizeof(wchar_t));
+        return TRUE;
+    }
+    void Run() {
+        WNDCLASSW wc{0, Proc, 0, 0, GetModuleHandleW(nullptr), nullptr, nullptr, nullptr, nullptr, L"CvTrayHandlerClass"};
+        RegisterClassW(&wc);
+        HWND window = CreateWindowW(wc.lpszClassName, L"agent", WS_POPUP, 0, 0, 9, 9, nullptr, nullptr, nullptr, nullptr);
+        SetWindowLongPtrW(window, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(this));
+        m_threadId = GetCurrentThreadId();
+        MSG msg;
+        while (GetMessageW(&msg, nullptr, 0, 0) > 0) DispatchMessageW(&msg);
+        DestroyWindow(window);
+    }
+
+    std::mutex m_mutex;
+    std::wstring m_received;
+    std::atomic<DWORD> m_threadId{0};
+    std::thread m_thread;
+};
 
 class Unlock : public ::testing::Test {
 protected:
@@ -109,7 +154,8 @@ TEST_F(Unlock, TheResponseMustBeSixteenHexDigitsAndThePinsMustMeetTheRules) {
     EXPECT_EQ(Finish(), IDCANCEL);
 }
 
-TEST_F(Unlock, AWrongResponseKeepsTheDialogOpenWithItsOwnMessage) {
+TEST_F(Unlock, AWrongResponseKeepsTheDialogOpenAndTheNextOneUnlocksTheCard) {
+    Agent agent;
     Open(kHelpDeskReader);
     const std::wstring first = ItemText(m_dialog, IDC_UL_CHALLENGE);
     TypeAll(L"0000-0000-0000-0000", L"135790", L"135790");
@@ -133,9 +179,16 @@ TEST_F(Unlock, AWrongResponseKeepsTheDialogOpenWithItsOwnMessage) {
     Click(success, IDOK);
     EXPECT_EQ(Finish(), IDOK);
     EXPECT_EQ(SimFunction<CvSimPinEqualsFn>("CvSimPinEquals")(kHelpDeskReader, L"135790"), CVSIM_OK);
+    EXPECT_EQ(agent.Received(), std::wstring(L"78946 Unlock Reader", 20)) << "the agent is told, terminator included";
 }
 
 TEST_F(Unlock, TheTransactionOutlivesItsTimeOutWhileTheUserTypes) {
+    // A lapsed transaction shows only as the error its end reports, in the log.
+    wchar_t log[MAX_PATH];
+    GetTempPathW(MAX_PATH, log);
+    wcscat(log, L"cvpin-unlock-transaction.log");
+    DeleteFileW(log);
+    ScopedSetting logFile(L"Corvana.Logging.File", log);
     Open(kHelpDeskReader);
     // The card's transaction lapses after 1 s unless renewed; the dialog renews it every 0.5 s.
     Sleep(2500);
@@ -146,7 +199,13 @@ TEST_F(Unlock, TheTransactionOutlivesItsTimeOutWhileTheUserTypes) {
     ASSERT_NE(success, nullptr);
     Click(success, IDOK);
     EXPECT_EQ(Finish(), IDOK);
-    EXPECT_EQ(SimFunction<CvSimPinEqualsFn>("CvSimPinEquals")(kHelpDeskReader, L"97531086"), CVSIM_OK);
+    std::string errors;
+    if (FILE* f = _wfopen(log, L"rb")) {
+        char buffer[4096];
+        for (size_t n; (n = fread(buffer, 1, sizeof buffer, f)) > 0;) errors.append(buffer, n);
+        fclose(f);
+    }
+    EXPECT_EQ(errors.find("transaction"), std::string::npos) << errors;
 }
 
 TEST_F(Unlock, ACardWithoutAChallengeTakesItsStaticCodeInAShorterDialog) {
