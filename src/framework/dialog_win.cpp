@@ -307,6 +307,14 @@ INT_PTR Dialog::DialogProc(UINT message, WPARAM wParam, LPARAM lParam) {
     }
 }
 
+RECT ChildRect(HWND parent, HWND child) {
+    RECT r{};
+    if (!child) return r;
+    GetWindowRect(child, &r);
+    MapWindowPoints(nullptr, parent, reinterpret_cast<POINT*>(&r), 2);
+    return r;
+}
+
 void DDX_Text(DataExchange& dx, int id, CSecStr& value) {
     HWND item = dx.dialog ? dx.dialog->Item(id) : nullptr;
     if (!item) return;

@@ -19,6 +19,9 @@ std::wstring LoadResString(UINT id, const wchar_t* fallback = L"");
 
 class Dialog;
 
+// The rectangle of child in the client coordinates of parent; empty when child is null.
+RECT ChildRect(HWND parent, HWND child);
+
 // Passed to DoDataExchange: save == true copies controls into members, false the reverse.
 struct DataExchange {
     Dialog* dialog;
@@ -52,6 +55,8 @@ public:
     void SetItemText(int id, const wchar_t* text);
     void ShowItem(int id, bool show);
     void EnableItem(int id, bool enable);
+    // Control id's rectangle in this dialog's client coordinates; empty when there is no such control.
+    RECT ItemRect(int id) const { return ChildRect(m_hWnd, Item(id)); }
 
     // Copies between controls and members through DoDataExchange.
     bool UpdateData(bool save = true);

@@ -138,9 +138,7 @@ bool IsBannerControl(int id) {
 BOOL CALLBACK MoveBelowBand(HWND child, LPARAM lParam) {
     auto* shift = reinterpret_cast<BandShift*>(lParam);
     if (GetParent(child) != shift->dialog || IsBannerControl(GetDlgCtrlID(child))) return TRUE;
-    RECT r;
-    GetWindowRect(child, &r);
-    MapWindowPoints(nullptr, shift->dialog, reinterpret_cast<POINT*>(&r), 2);
+    const RECT r = fw::ChildRect(shift->dialog, child);
     SetWindowPos(child, nullptr, r.left, r.top + shift->height, 0, 0, SWP_NOSIZE | SWP_NOZORDER | SWP_NOACTIVATE);
     return TRUE;
 }

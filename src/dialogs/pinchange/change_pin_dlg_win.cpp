@@ -90,21 +90,14 @@ BOOL CChangePINDialog::Impl::OnInitDialog() {
         if (!text.empty()) SetItemText(IDC_CHANGE_INSTRUCTION, text.c_str());
     }
 
-    RECT placeholder{};
-    if (HWND place = Item(IDC_RULES_PLACEHOLDER)) {
-        GetWindowRect(place, &placeholder);
-        MapWindowPoints(nullptr, m_hWnd, reinterpret_cast<POINT*>(&placeholder), 2);
-    }
+    const RECT placeholder = ItemRect(IDC_RULES_PLACEHOLDER);
     m_pPoliciesDlg = std::make_unique<CVPoliciesDlg::Impl>(m_hasRules ? &m_rules : nullptr, m_colored, &placeholder,
                                                            m_hWnd, nTopMargin, nLeftShift, nRowSpacing);
     if (m_pPoliciesDlg->LocCreate(m_hWnd)) {
         ShowWindow(m_pPoliciesDlg->GetSafeHwnd(), SW_SHOW);
         UpdateWindow(m_pPoliciesDlg->GetSafeHwnd());
-        RECT list;
-        GetWindowRect(m_pPoliciesDlg->GetSafeHwnd(), &list);
-        MapWindowPoints(nullptr, m_hWnd, reinterpret_cast<POINT*>(&list), 2);
         // The form ends where the rule list ends, however many rows it shows.
-        ResizeDlg(0, 0, placeholder.bottom - list.bottom);
+        ResizeDlg(0, 0, placeholder.bottom - fw::ChildRect(m_hWnd, m_pPoliciesDlg->GetSafeHwnd()).bottom);
     }
 
     SetForegroundWindow(GetAncestor(m_hWnd, GA_ROOT));

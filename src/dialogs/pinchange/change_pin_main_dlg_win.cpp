@@ -42,11 +42,7 @@ BOOL CChangePINDialogMain::OnInitDialog() {
     m_okButton = Item(IDOK);
     if (m_rules.bDisableCancel) EnableItem(IDCANCEL, false);
 
-    RECT placeholder{};
-    if (HWND place = Item(IDC_FORM_PLACEHOLDER)) {
-        GetWindowRect(place, &placeholder);
-        MapWindowPoints(nullptr, m_hWnd, reinterpret_cast<POINT*>(&placeholder), 2);
-    }
+    const RECT placeholder = ItemRect(IDC_FORM_PLACEHOLDER);
     m_pChangePINDlg = std::make_unique<CChangePINDialog::Impl>(0, 0, bRequireCurrentPIN, &placeholder, &m_rules,
                                                                m_okButton, m_hWnd, kTopMargin, kLeftShift, kRowSpacing,
                                                                m_callback, m_callbackContext, m_periodMs);
@@ -54,10 +50,7 @@ BOOL CChangePINDialogMain::OnInitDialog() {
         HWND form = m_pChangePINDlg->GetSafeHwnd();
         ShowWindow(form, SW_SHOW);
         UpdateWindow(form);
-        RECT formRect;
-        GetWindowRect(form, &formRect);
-        MapWindowPoints(nullptr, m_hWnd, reinterpret_cast<POINT*>(&formRect), 2);
-        ResizeDlg(0, placeholder.bottom - formRect.bottom);
+        ResizeDlg(0, placeholder.bottom - fw::ChildRect(m_hWnd, form).bottom);
         SetFocus(form);
     }
     std::wstring title = fw::LoadResString(IDS_CHANGE_PIN_TITLE);

@@ -28,13 +28,6 @@ const RowControls kRows[pinrules::kRowCount] = {
     {IDC_RULE_CONFIRM_TEXT, IDC_RULE_CONFIRM_ICON, IDS_RULE_CONFIRM},
 };
 
-RECT ChildRect(HWND parent, HWND child) {
-    RECT r;
-    GetWindowRect(child, &r);
-    MapWindowPoints(nullptr, parent, reinterpret_cast<POINT*>(&r), 2);
-    return r;
-}
-
 }  // namespace
 
 CVPoliciesDlg::Impl::Impl(const PwdRuleArgs* rules, int mode, const RECT* position, HWND parent, int topMargin,
@@ -138,11 +131,11 @@ void CVPoliciesDlg::Impl::PutPoliciesInBox() {
         if (!texts[i] || !icons[i]) return;
     RowGeometry rows[kRowCount];
     for (int i = 0; i < kRowCount; ++i) {
-        const RECT text = ChildRect(m_hWnd, texts[i]);
+        const RECT text = fw::ChildRect(m_hWnd, texts[i]);
         rows[i] = {IsRowShown(m_rules, static_cast<Row>(i)), text.left, text.bottom - text.top,
-                   ChildRect(m_hWnd, icons[i]).left};
+                   fw::ChildRect(m_hWnd, icons[i]).left};
     }
-    const RECT boxRect = ChildRect(m_hWnd, box);
+    const RECT boxRect = fw::ChildRect(m_hWnd, box);
     const BoxLayout layout =
         LayOutRuleBox(boxRect.top, boxRect.bottom - boxRect.top, rows, nTopMargin, nLeftShift, nRowSpacing);
     for (int i = 0; i < kRowCount; ++i) {

@@ -12,12 +12,6 @@ namespace {
 constexpr const wchar_t* kMessageKey = L"Corvana.Notifications.BlockedCardManager.BlockedCardManagerMessage";
 constexpr int kDefaultMessageHeight = 64;
 
-RECT ClientRectOf(HWND dialog, HWND item) {
-    RECT r;
-    GetWindowRect(item, &r);
-    MapWindowPoints(nullptr, dialog, reinterpret_cast<POINT*>(&r), 2);
-    return r;
-}
 } // namespace
 
 CCMLockedDlg::CCMLockedDlg(HWND parent, const wchar_t* readerName)
@@ -49,7 +43,7 @@ void CCMLockedDlg::AdjustWindow() {
     int height = kDefaultMessageHeight;
     RECT text{};
     if (message) {
-        text = ClientRectOf(m_hWnd, message);
+        text = fw::ChildRect(m_hWnd, message);
         if (HDC dc = GetDC(message)) {
             HGDIOBJ old = SelectObject(dc, reinterpret_cast<HFONT>(SendMessageW(message, WM_GETFONT, 0, 0)));
             SIZE extent{};
@@ -65,7 +59,7 @@ void CCMLockedDlg::AdjustWindow() {
     const int messageBottom = text.top + height;
     int buttonHeight = 0;
     if (HWND ok = Item(IDOK)) {
-        RECT r = ClientRectOf(m_hWnd, ok);
+        const RECT r = fw::ChildRect(m_hWnd, ok);
         buttonHeight = r.bottom - r.top;
         SetWindowPos(ok, nullptr, r.left, messageBottom, r.right - r.left, buttonHeight,
                      SWP_NOZORDER | SWP_NOACTIVATE);

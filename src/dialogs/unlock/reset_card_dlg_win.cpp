@@ -2,7 +2,6 @@
 
 #include "dialogs/unlock/unlock_text.h"
 #include "dialogs/unlock/unlock_window_win.h"
-#include "framework/resource_icons_win.h"
 #include "resource_ids.h"
 #include "services/log.h"
 
@@ -184,23 +183,15 @@ BOOL CResetCardDialogMain::Impl::OnInitDialog() {
     LogScope log(L"CResetCardDialogMain::OnInitDialog");
     OnInitDialogSecure();
     GUILOG(CVLOG_INFO, L"Loading icon...");
-    if (HICON icon = fw::ResourceIcon(IDI_CHANGE_PIN, 16, 16))
-        SendMessageW(m_hWnd, WM_SETICON, ICON_SMALL, reinterpret_cast<LPARAM>(icon));
+    unlock::SetSmallIcon(m_hWnd, IDI_CHANGE_PIN);
     m_okButton = Item(IDOK);
 
-    RECT place{};
-    if (HWND placeholder = Item(IDC_RC_FORM_PLACEHOLDER)) {
-        GetWindowRect(placeholder, &place);
-        MapWindowPoints(nullptr, m_hWnd, reinterpret_cast<POINT*>(&place), 2);
-    }
+    const RECT place = ItemRect(IDC_RC_FORM_PLACEHOLDER);
     m_form = std::make_unique<CResetCardDialog::Impl>(m_mode, &place, m_okButton, m_hWnd);
     if (m_form->LocCreate(m_hWnd)) {
         HWND form = m_form->GetSafeHwnd();
         ShowWindow(form, SW_SHOW);
-        RECT formRect;
-        GetWindowRect(form, &formRect);
-        MapWindowPoints(nullptr, m_hWnd, reinterpret_cast<POINT*>(&formRect), 2);
-        ResizeDlg(0, place.bottom - formRect.bottom);
+        ResizeDlg(0, place.bottom - fw::ChildRect(m_hWnd, form).bottom);
         if (m_hasChallenge)
             m_form->SetChallenge(m_challenge);
         else

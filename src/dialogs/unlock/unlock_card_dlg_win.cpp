@@ -23,15 +23,6 @@ constexpr int kTopMargin = 10, kLeftShift = 3, kRowSpacing = 6;
 // The height of the challenge part at 96 DPI.
 constexpr int kChallengePartHeight = 100;
 
-RECT ItemRect(HWND dialog, int id) {
-    RECT r{};
-    if (HWND item = GetDlgItem(dialog, id)) {
-        GetWindowRect(item, &r);
-        MapWindowPoints(nullptr, dialog, reinterpret_cast<POINT*>(&r), 2);
-    }
-    return r;
-}
-
 } // namespace
 
 CUnlockCardDlg::CUnlockCardDlg(HWND parent, const PwdRuleArgs* rules, void* context, UnlockCallback unlock,
@@ -144,13 +135,13 @@ void CUnlockCardDlg::OnDisplayPINPolicies() {
     if (!m_pStaticPolicies) {
         GUILOG(CVLOG_DETAIL, L"m_pStaticPolicies == NULL");
         GUILOG(CVLOG_DETAIL, L"new m_pStaticPolicies");
-        const RECT place = ItemRect(m_hWnd, IDC_UL_RULES_PLACEHOLDER);
+        const RECT place = ItemRect(IDC_UL_RULES_PLACEHOLDER);
         const PwdRuleArgs rules{bPreventAlphaPIN, bAllowWeakPIN, 0, dwMinPINLen, dwMaxPINLen, 0};
         auto list = std::make_unique<CVPoliciesDlg::Impl>(&rules, 0, &place, m_hWnd, kTopMargin, kLeftShift,
                                                           kRowSpacing);
         if (list->LocCreate(m_hWnd)) {
             HWND listWnd = list->GetSafeHwnd();
-            const RECT widthOf = ItemRect(m_hWnd, IDC_UL_RULES_WIDTH);
+            const RECT widthOf = ItemRect(IDC_UL_RULES_WIDTH);
             RECT r;
             GetWindowRect(listWnd, &r);
             const int width = widthOf.right - widthOf.left, height = r.bottom - r.top;

@@ -45,11 +45,7 @@ BOOL CDisplayUnlockCodeDlg::OnInitDialog() {
     unlock::SetSmallIcon(m_hWnd, IDI_UNLOCK);
     if (m_hWndParent) SetPropW(m_hWndParent, kWindowProperty, m_hWnd);
 
-    RECT place{};
-    if (HWND placeholder = Item(IDC_UC_PLACEHOLDER)) {
-        GetWindowRect(placeholder, &place);
-        MapWindowPoints(nullptr, m_hWnd, reinterpret_cast<POINT*>(&place), 2);
-    }
+    const RECT place = ItemRect(IDC_UC_PLACEHOLDER);
     m_pDisplayUCChild = std::make_unique<CDisplayUCChild>(m_mode, &place, m_code, m_hWnd);
     m_code.Empty();  // the child holds it from here
     if (!m_pDisplayUCChild) {

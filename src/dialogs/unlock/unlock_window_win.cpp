@@ -1,5 +1,6 @@
 #include "dialogs/unlock/unlock_window_win.h"
 
+#include "framework/dialog_win.h"
 #include "framework/resource_icons_win.h"
 
 namespace unlock {
@@ -29,9 +30,7 @@ void BringToTop(HWND dialog) {
 void MoveItem(HWND dialog, int id, int dx, int dy) {
     HWND item = GetDlgItem(dialog, id);
     if (!item) return;
-    RECT r;
-    GetWindowRect(item, &r);
-    MapWindowPoints(nullptr, dialog, reinterpret_cast<POINT*>(&r), 2);
+    const RECT r = fw::ChildRect(dialog, item);
     SetWindowPos(item, nullptr, r.left + dx, r.top + dy, 0, 0, SWP_NOSIZE | SWP_NOZORDER | SWP_NOACTIVATE);
 }
 
