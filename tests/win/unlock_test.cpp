@@ -110,6 +110,14 @@ protected:
         Type(IDC_UL_CONFIRM_EDIT, confirm);
     }
     bool OkEnabled() { return IsItemEnabled(m_dialog, IDOK); }
+    // OK, then OK in the success dialog it opens: the call's result.
+    int ConfirmUnlock() {
+        ClickAway(m_dialog, IDOK);
+        HWND success = WaitForDialogOver(m_caller->ThreadId(), m_dialog);
+        EXPECT_NE(success, nullptr) << "no success dialog";
+        if (success) Click(success, IDOK);
+        return Finish();
+    }
     int Finish() {
         EXPECT_TRUE(m_caller->Wait());
         return m_caller->Result();
@@ -173,11 +181,7 @@ TEST_F(Unlock, AWrongResponseKeepsTheDialogOpenAndTheNextOneUnlocksTheCard) {
     const std::wstring response = HelpDeskResponse(ItemText(m_dialog, IDC_UL_CHALLENGE), kAdminKey);
     ASSERT_EQ(response.size(), 19u);
     Type(IDC_UL_RESPONSE_EDIT, response.c_str());
-    ClickAway(m_dialog, IDOK);
-    HWND success = WaitForDialogOver(m_caller->ThreadId(), m_dialog);
-    ASSERT_NE(success, nullptr);
-    Click(success, IDOK);
-    EXPECT_EQ(Finish(), IDOK);
+    EXPECT_EQ(ConfirmUnlock(), IDOK);
     EXPECT_EQ(SimFunction<CvSimPinEqualsFn>("CvSimPinEquals")(kHelpDeskReader, L"135790"), CVSIM_OK);
     EXPECT_EQ(agent.Received(), std::wstring(L"78946 Unlock Reader", 20)) << "the agent is told, terminator included";
 }
@@ -194,11 +198,7 @@ TEST_F(Unlock, TheTransactionOutlivesItsTimeOutWhileTheUserTypes) {
     Sleep(2500);
     const std::wstring response = HelpDeskResponse(ItemText(m_dialog, IDC_UL_CHALLENGE), kAdminKey);
     TypeAll(response.c_str(), L"97531086", L"97531086");
-    ClickAway(m_dialog, IDOK);
-    HWND success = WaitForDialogOver(m_caller->ThreadId(), m_dialog);
-    ASSERT_NE(success, nullptr);
-    Click(success, IDOK);
-    EXPECT_EQ(Finish(), IDOK);
+    EXPECT_EQ(ConfirmUnlock(), IDOK);
     std::string errors;
     if (FILE* f = _wfopen(log, L"rb")) {
         char buffer[4096];
@@ -222,11 +222,7 @@ TEST_F(Unlock, ACardWithoutAChallengeTakesItsStaticCodeInAShorterDialog) {
     for (int id : {IDC_UL_CHALLENGE, IDC_UL_CHALLENGE_LABEL, IDC_UL_INSTRUCTION, IDC_UL_CHALLENGE_NOTE})
         EXPECT_FALSE(IsItemVisible(m_dialog, id)) << id;
     TypeAll(L"8d3f-6a1c-0e5b-7294", L"20406080", L"20406080");
-    ClickAway(m_dialog, IDOK);
-    HWND success = WaitForDialogOver(m_caller->ThreadId(), m_dialog);
-    ASSERT_NE(success, nullptr);
-    Click(success, IDOK);
-    EXPECT_EQ(Finish(), IDOK);
+    EXPECT_EQ(ConfirmUnlock(), IDOK);
     EXPECT_EQ(SimFunction<CvSimPinEqualsFn>("CvSimPinEquals")(kStaticReader, L"20406080"), CVSIM_OK);
 
     Open(kStaticReader);
