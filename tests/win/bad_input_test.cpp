@@ -58,13 +58,11 @@ const Prompt kPrompts[] = {
      }},
 };
 
-// The owner named by the case, made on the calling thread as a caller would; the window that
-// should own the prompt and the one disabled meanwhile (null: none).
+// The owner named by the case, made on the calling thread as a caller would: the window given to
+// the prompts, the one that should own them and the one disabled meanwhile (null: none), and the
+// one to destroy at the end.
 struct Owner {
-    HWND given = nullptr;
-    HWND expected = nullptr;
-    HWND disabled = nullptr;
-    HWND made = nullptr;  // destroyed at the end
+    HWND given = nullptr, expected = nullptr, disabled = nullptr, made = nullptr;
 };
 
 Owner MakeOwner(const std::wstring& kind) {

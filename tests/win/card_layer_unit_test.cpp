@@ -83,8 +83,7 @@ TEST(CardLayerWinChild, DISABLED_WritesTheDate) {
     CVCardManagement(CVReader(kReader)).SetDisplayNotificationDate(_wtoi64(value));
 }
 
-class RemovalWatcher : public CVDelegateSubscriber {
-  public:
+struct RemovalWatcher : CVDelegateSubscriber {
     RemovalWatcher() { Subscribe(CV_EVENT_CARD_REMOVED, &CV_SOURCE_CARD_EVENTS); }
     ~RemovalWatcher() override { UnSubscribe(); }
     void HandleEvent(const CVEventInfo* event) override {

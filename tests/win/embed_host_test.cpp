@@ -14,24 +14,19 @@ using namespace drv;
 
 namespace {
 
-// The caller's window of the program started from the test's own folder; null when none shows.
-HWND WindowOf(DWORD processId) {
-    for (HWND window = nullptr; (window = FindWindowExW(nullptr, window, L"CvPinEmbedHost", nullptr));) {
-        DWORD owner = 0;
-        GetWindowThreadProcessId(window, &owner);
-        if (owner == processId) return window;
-    }
-    return nullptr;
-}
-
-// The program with its form shown; ended when the object goes.
+// The program, started from the test's own folder, with its window and form shown; ended when
+// the object goes.
 struct EmbedHost {
     EmbedHost() {
         STARTUPINFOW startup = {sizeof(startup)};
         wchar_t command[] = L"embed_host.exe";
         if (CreateProcessW(nullptr, command, nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &process))
             WaitUntil([&] {
-                window = WindowOf(process.dwProcessId);
+                for (window = nullptr; (window = FindWindowExW(nullptr, window, L"CvPinEmbedHost", nullptr));) {
+                    DWORD owner = 0;
+                    GetWindowThreadProcessId(window, &owner);
+                    if (owner == process.dwProcessId) break;
+                }
                 return window && IsWindowVisible(window) && FindDescendant(window, IDC_NEW_PIN_EDIT);
             });
     }

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
+#include <future>
 #include <string>
 #include <thread>
 #include <vector>
@@ -22,10 +23,6 @@ int WINAPI RecordingSink(const wchar_t* title, const wchar_t* text, int* shown) 
     g_toasts.push_back(std::wstring(title) + L"|" + text);
     *shown = 0x1234;
     return g_sinkRaises;
-}
-
-int WINAPI ProvidedMode() {
-    return g_mode;
 }
 
 // Texts reach the sink as they are, and what it shows and answers reaches the caller.
@@ -48,7 +45,7 @@ TEST(HostProviders, TheToastSinkGetsEveryToastUntilRemoved) {
 }
 
 TEST(HostProviders, TheUiModeProviderAnswersUntilRemoved) {
-    CVPinGuiSetUiModeProvider(ProvidedMode);
+    CVPinGuiSetUiModeProvider([] { return g_mode; });
     for (int mode : {2, 3, 1}) {
         g_mode = mode;
         EXPECT_EQ(nvGetUIMode(), mode);
@@ -74,25 +71,22 @@ LRESULT CALLBACK AgentProc(HWND window, UINT message, WPARAM wParam, LPARAM lPar
 // The smart-card agent's and the user console's windows live on a thread of their own, as in
 // their programs; the notification comes from this thread, then from another process.
 TEST(NotifyEvent, ReachesTheAgentsOnAnotherThreadAndInAnotherProcess) {
-    HANDLE ready = CreateEventW(nullptr, TRUE, FALSE, nullptr);
-    DWORD agentThread = 0;
+    std::promise<DWORD> agentThread;
     std::thread agents([&] {
         for (const wchar_t* name : {L"CvTrayHandlerClass", L"CVUserConsoleCL"}) {  // gone with the thread
             WNDCLASSW wc = {0, AgentProc, 0, 0, GetModuleHandleW(nullptr), nullptr, nullptr, nullptr, nullptr, name};
             RegisterClassW(&wc);
             CreateWindowExW(0, name, name, WS_POPUP, 0, 0, 9, 9, nullptr, nullptr, nullptr, nullptr);
         }
-        agentThread = GetCurrentThreadId();
-        SetEvent(ready);
+        agentThread.set_value(GetCurrentThreadId());
         MSG msg;
         while (GetMessageW(&msg, nullptr, 0, 0) > 0) DispatchMessageW(&msg);
     });
-    WaitForSingleObject(ready, INFINITE);
+    const DWORD agentThreadId = agentThread.get_future().get();
     NotifyEvent(nullptr, kReader, 42);
     EXPECT_EQ(RunSelfChild(L"NotifyEventChild.DISABLED_Notifies", 60000), 0);
-    PostThreadMessageW(agentThread, WM_QUIT, 0, 0);
+    PostThreadMessageW(agentThreadId, WM_QUIT, 0, 0);
     agents.join();
-    CloseHandle(ready);
     const std::wstring tail = L" 78946 42 [" + std::wstring(kReader, std::size(kReader)) + L"]";  // terminator too
     const std::vector<std::wstring> once = {L"CvTrayHandlerClass" + tail, L"CVUserConsoleCL" + tail};
     EXPECT_EQ(g_received, std::vector<std::wstring>({once[0], once[1], once[0], once[1]}));
