@@ -20,14 +20,6 @@ const wchar_t kCaseVariable[] = L"CVPIN_BAD_INPUT_CASE";
 const wchar_t kReader[] = L"Corvana Simulated Reader 0";
 constexpr DWORD kWatchdogMs = 45000;
 
-// Runs the child suite's test in a copy of this process with `caseName` in its environment.
-int RunChild(const std::wstring& caseName) {
-    SetEnvironmentVariableW(kCaseVariable, caseName.c_str());
-    const int code = RunSelfChild(L"BadInputChild.DISABLED_EveryPromptShowsWithTheOwner", kWatchdogMs);
-    SetEnvironmentVariableW(kCaseVariable, nullptr);
-    return code;
-}
-
 HWND Window(DWORD style, HWND parent = nullptr) {
     return CreateWindowExW(0, L"STATIC", L"Caller's window", style, 100, 100, 300, 200, parent, nullptr, nullptr,
                            nullptr);
@@ -66,13 +58,11 @@ const Prompt kPrompts[] = {
      }},
 };
 
-// The owner named by the case, made on the calling thread as a caller would; the window that
-// should own the prompt and the one disabled meanwhile (null: none).
+// The owner named by the case, made on the calling thread as a caller would: the window given to
+// the prompts, the one that should own them and the one disabled meanwhile (null: none), and the
+// one to destroy at the end.
 struct Owner {
-    HWND given = nullptr;
-    HWND expected = nullptr;
-    HWND disabled = nullptr;
-    HWND made = nullptr;  // destroyed at the end
+    HWND given = nullptr, expected = nullptr, disabled = nullptr, made = nullptr;
 };
 
 Owner MakeOwner(const std::wstring& kind) {
@@ -117,19 +107,20 @@ TEST(BadInputChild, DISABLED_EveryPromptShowsWithTheOwner) {
     if (owner.made) DestroyWindow(owner.made);
 }
 
+// A visible window of this process stands for one of another process: the prompt's owner.
 TEST(BadInput, PromptsShowAndEndWhateverTheOwner) {
-    const wchar_t* kinds[] = {L"message-only", L"visible-message-only", L"child-of-message-only",
-                              L"HWND_MESSAGE", L"hidden",               L"minimized",
-                              L"destroyed",    L"child-of-visible"};
-    for (const wchar_t* kind : kinds)
-        EXPECT_EQ(RunChild(kind), 0) << kind;
-}
-
-TEST(BadInput, AWindowOfAnotherProcessOwnsThePrompt) {
-    HWND window = Window(WS_OVERLAPPEDWINDOW | WS_VISIBLE);
-    ASSERT_NE(window, nullptr);
-    EXPECT_EQ(RunChild(L"other-process:" + std::to_wstring(reinterpret_cast<INT_PTR>(window))), 0);
-    DestroyWindow(window);
+    HWND other = Window(WS_OVERLAPPEDWINDOW | WS_VISIBLE);
+    ASSERT_NE(other, nullptr);
+    const std::wstring kinds[] = {L"message-only", L"visible-message-only", L"child-of-message-only",
+                                  L"HWND_MESSAGE", L"hidden",               L"minimized",
+                                  L"destroyed",    L"child-of-visible",
+                                  L"other-process:" + std::to_wstring(reinterpret_cast<INT_PTR>(other))};
+    for (const std::wstring& kind : kinds) {
+        SetEnvironmentVariableW(kCaseVariable, kind.c_str());
+        EXPECT_EQ(RunSelfChild(L"BadInputChild.DISABLED_EveryPromptShowsWithTheOwner", kWatchdogMs), 0) << kind;
+    }
+    SetEnvironmentVariableW(kCaseVariable, nullptr);
+    DestroyWindow(other);
 }
 
 }  // namespace

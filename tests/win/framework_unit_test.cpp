@@ -22,8 +22,7 @@ constexpr int kEditId = 101;
 constexpr wchar_t kMask = L'\x25CF';
 
 bool WaitUntil(const std::function<bool()>& condition, ULONGLONG timeoutMs = 10000) {
-    const ULONGLONG end = GetTickCount64() + timeoutMs;
-    for (; !condition(); Sleep(5))
+    for (const ULONGLONG end = GetTickCount64() + timeoutMs; !condition(); Sleep(5))
         if (GetTickCount64() > end) return false;
     return true;
 }
@@ -47,23 +46,19 @@ void SetClipboardText(HWND owner, const wchar_t* text) {
     CloseClipboard();
 }
 
+// The edit of the dialog template, in a modeless copy that records what its parent sees when
+// the edit reports a change.
 class SecureEditTest : public ::testing::Test {
   protected:
     void SetUp() override {
-        static WNDCLASSW wc = {0, ParentProc, 0, 0, nullptr, nullptr, nullptr, nullptr, nullptr, L"FwTest"};
-        static const ATOM cls = RegisterClassW(&wc);
         s_test = this;
-        parent = CreateWindowExW(0, MAKEINTATOM(cls), L"", WS_OVERLAPPEDWINDOW, 0, 0, 300, 100, nullptr,
-                                 nullptr, nullptr, nullptr);
-        edit = CreateWindowExW(0, L"EDIT", L"", WS_CHILD | WS_VISIBLE | ES_PASSWORD | ES_AUTOHSCROLL, 5, 5,
-                               200, 20, parent, reinterpret_cast<HMENU>(INT_PTR{kEditId}), nullptr, nullptr);
-        ASSERT_TRUE(secure.Attach(edit));
+        parent = CreateDialogParamW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(kDialogId), nullptr, ParentProc, 0);
+        ASSERT_TRUE(secure.Attach(edit = GetDlgItem(parent, kEditId)));
     }
     void TearDown() override { DestroyWindow(parent); }
-    static LRESULT CALLBACK ParentProc(HWND hwnd, UINT message, WPARAM wParam, LPARAM lParam) {
-        if (message == WM_COMMAND && HIWORD(wParam) == EN_CHANGE)
-            s_test->seenAtChange = s_test->secure.Text();
-        return DefWindowProcW(hwnd, message, wParam, lParam);
+    static INT_PTR CALLBACK ParentProc(HWND, UINT message, WPARAM wParam, LPARAM) {
+        if (message == WM_COMMAND && HIWORD(wParam) == EN_CHANGE) s_test->seenAtChange = s_test->secure.Text();
+        return FALSE;
     }
 
     static SecureEditTest* s_test;
@@ -241,8 +236,7 @@ TEST(Dialog, ResultIsWhatEndedTheDialogAndOnlyOkSavesThePin) {
 }
 
 TEST(Dialog, FailuresEndWithMinusOne) {
-    TestDialog missing(999);
-    EXPECT_EQ(-1, missing.DoModal());
+    EXPECT_EQ(-1, TestDialog(999).DoModal());
     TestDialog throwing;
     throwing.throwInInit = true;
     EXPECT_EQ(-1, RunModal(throwing, [](HWND) { ADD_FAILURE() << "a dialog that failed to start showed"; }));

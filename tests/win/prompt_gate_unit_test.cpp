@@ -18,7 +18,9 @@ bool NextPromptAllowed() {
 
 }  // namespace
 
-TEST(PromptGate, APromptThatThrowsLeavesTheNextOnePossible) {
+// While one is open, the next is refused (checked through the prompts themselves); one kept busy
+// (it could not hand its PIN over) refuses every later one.
+TEST(PromptGate, APromptThatThrowsLeavesTheNextOnePossibleAndOneKeptBusyRefusesIt) {
     try {
         PromptGate gate(kTexts, g_pinPromptBusy);
         ASSERT_TRUE(gate.Enter(nullptr, L"", false));
@@ -26,11 +28,6 @@ TEST(PromptGate, APromptThatThrowsLeavesTheNextOnePossible) {
     } catch (const std::runtime_error&) {
     }
     EXPECT_TRUE(NextPromptAllowed());
-}
-
-// While one is open, the next is refused (checked through the prompts themselves); one kept busy
-// (it could not hand its PIN over) refuses every later one.
-TEST(PromptGate, APromptKeptBusyRefusesTheNextOne) {
     {
         PromptGate gate(kTexts, g_pinPromptBusy);
         ASSERT_TRUE(gate.Enter(nullptr, L"", false));

@@ -83,7 +83,7 @@ TEST(Settings, FirstLocationHoldingAUsableValueWins) {
     EXPECT_EQ(Lookup(), L"policy");
 }
 
-TEST(Settings, TypesMapToValuesOnlyTheIntegerOneIsOnAndAHostStoreOverrides) {
+TEST(Settings, TypesMapToValuesAndOnlyTheIntegerOneIsOn) {
     SetEnvironmentVariableW(L"CV_SERVICES_TEST", L"expanded");
     // Type, data, what the lookup finds, IsSettingOn, ReadIntegerSetting(kName, -5).
     const std::tuple<DWORD, std::vector<BYTE>, const wchar_t*, bool, long long> cases[] = {
@@ -102,15 +102,6 @@ TEST(Settings, TypesMapToValuesOnlyTheIntegerOneIsOnAndAHostStoreOverrides) {
         EXPECT_EQ(IsSettingOn(kName), on);
         EXPECT_EQ(ReadIntegerSetting(kName, -5), integer);
     }
-
-    // A store of the host replaces the registry until reset.
-    ScopedValue v(HKEY_CURRENT_USER, kUserKey, REG_DWORD, Bytes(DWORD(3)));
-    MapStore store;
-    store.values[kName] = CVData::FromInteger(1);
-    SetSettingsStore(&store);
-    EXPECT_TRUE(IsSettingOn(kName));
-    SetSettingsStore(nullptr);
-    EXPECT_EQ(ReadIntegerSetting(kName, 0), 3);
 }
 
 // A path no file system takes costs one attempt, not one per line; a corrected one is used at once.
