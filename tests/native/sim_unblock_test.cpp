@@ -43,31 +43,23 @@ template <class F> Failure FailureOf(F&& operation) {
 
 using SimUnblock = simtest::SimTest;
 
-TEST_F(SimUnblock, StaticCodeUnblocksWithoutAChallengeAndAWrongOneCostsATry) {
-    std::vector<uint8_t> flipped = kStaticCode;
-    flipped[7] ^= 1;
-    const std::vector<uint8_t> shorter(kStaticCode.begin(), kStaticCode.end() - 1);
-    const struct {
-        const char* name;
-        std::vector<uint8_t> response;
-        uint32_t code;
-        uint32_t triesLeft;
-        const wchar_t* pinAfter;
-    } rows[] = {
-        {"right", kStaticCode, 0, 3, L"271828"},
-        {"last bit wrong", flipped, SMMW_E_WRONG_CODE, 1, L"975310"},
-        {"one byte short", shorter, SMMW_E_WRONG_CODE, 1, L"975310"},
-    };
-    for (const auto& row : rows) {
-        Load(StaticCodeCard());
-        IPinCredential* pin = UserPin();
-        ASSERT_NE(pin, nullptr);
-        // The host falls back to the static-code layout on "not supported".
-        EXPECT_EQ(CodeOf([&] { pin->GetUnblockChallenge(); }), SMMW_E_NOT_SUPPORTED) << row.name;
-        EXPECT_EQ(CodeOf([&] { pin->Unblock(row.response, L"271828", 0); }), row.code) << row.name;
-        EXPECT_EQ(TriesLeft(), row.triesLeft) << row.name;
-        EXPECT_TRUE(controller.PinEquals(kReader, row.pinAfter)) << row.name;
-    }
+TEST_F(SimUnblock, StaticCodeUnblocksWithoutAChallengeAndEachWrongOneCostsATry) {
+    Load(StaticCodeCard());
+    IPinCredential* pin = UserPin();
+    ASSERT_NE(pin, nullptr);
+    // The host falls back to the static-code layout on "not supported".
+    EXPECT_EQ(CodeOf([&] { pin->GetUnblockChallenge(); }), SMMW_E_NOT_SUPPORTED);
+    std::vector<uint8_t> lastBitWrong = kStaticCode;
+    lastBitWrong[7] ^= 1;
+    const std::vector<uint8_t> oneByteShort(kStaticCode.begin(), kStaticCode.end() - 1);
+    for (const std::vector<uint8_t>& wrong : {lastBitWrong, oneByteShort})
+        EXPECT_EQ(CodeOf([&] { pin->Unblock(wrong, L"271828", 0); }), SMMW_E_WRONG_CODE);
+    EXPECT_EQ(TriesLeft(), 0u);
+    EXPECT_TRUE(controller.PinEquals(kReader, L"975310"));
+    // Blocked now, and still unblocked by the right code.
+    EXPECT_EQ(CodeOf([&] { pin->Unblock(kStaticCode, L"271828", 0); }), 0u);
+    EXPECT_EQ(TriesLeft(), 3u);
+    EXPECT_TRUE(controller.PinEquals(kReader, L"271828"));
 }
 
 TEST_F(SimUnblock, TheNewPinMeetsTheCardsRulesBeforeTheCodeCounts) {
