@@ -73,7 +73,7 @@ native | sim/sim_card.cpp | --state.triesLeft;\n        return Verification::Wro
 native | sim/sim_card.cpp | state.triesLeft = state.maxTries;\n    return Verification::Verified; | return Verification::Verified;
 native | src/dialogs/unlock/unlock_text.cpp | if (i > 0 && i % 4 == 0) out.AppendChar(L'-'); | if (i % 4 == 0) out.AppendChar(L'-');
 native | src/dialogs/unlock/unlock_text.cpp | return Grouped(challenge, length < 16 ? length : 16); | return Grouped(challenge, length);
-native | src/dialogs/unlock/unlock_text.cpp | if (!IsHexDigit(c)) return false; | (void)c;
+native | src/dialogs/unlock/unlock_text.cpp | if (!IsHexDigit(c)) return false; | (void)IsHexDigit(c);
 native | src/dialogs/unlock/unlock_text.cpp | return digits == 16; | return digits >= 16;
 native | src/dialogs/unlock/unlock_text.cpp | return (lines + 1) * textHeight; | return lines * textHeight;
 native | src/dialogs/unlock/unlock_text.cpp | if (cardResult == CV_OBJ_API_WRONG_CODE) return Outcome::WrongCode; | if (cardResult == CV_OBJ_API_WRONG_CODE) return Outcome::Failed;

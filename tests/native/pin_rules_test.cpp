@@ -86,7 +86,8 @@ TEST(PinRules, EveryRowOfTheRecordIsShownAndJudgedWithoutEarlyExit) {
             << testing::PrintToString(std::wstring(c.newPin));
 }
 
-TEST(RuleBoxLayout, ShownRowsStackAndTheBoxShrinksByWhatIsLeft) {
+// The confirmation row always has its place, even when its row is marked hidden.
+TEST(RuleBoxLayout, ShownRowsAndTheConfirmationStackAndTheBoxShrinksByWhatIsLeft) {
     RowGeometry rows[kRowCount];
     for (RowGeometry& r : rows) r = {false, 20, 13, 4};
     rows[kMinLength].shown = true;
@@ -103,15 +104,7 @@ TEST(RuleBoxLayout, ShownRowsStackAndTheBoxShrinksByWhatIsLeft) {
     EXPECT_EQ(min.textX, 23);
     EXPECT_EQ(min.iconX, 7);
     EXPECT_EQ(layout.rows[kAlphabetic].textY, min.textY + 6 + 13);
+    EXPECT_TRUE(layout.rows[kConfirmation].move);
     EXPECT_EQ(layout.rows[kConfirmation].textY, layout.rows[kAlphabetic].textY + 6 + 26);
     for (int hidden : {kMaxLength, kWeakPin, kSamePin}) EXPECT_FALSE(layout.rows[hidden].move);
-}
-
-TEST(RuleBoxLayout, ConfirmationRowIsPlacedEvenWhenMarkedHidden) {
-    RowGeometry rows[kRowCount];
-    rows[kConfirmation] = {false, 0, 13, 0};
-    BoxLayout layout = LayOutRuleBox(0, 40, rows, 15, 0, 6);
-    EXPECT_TRUE(layout.rows[kConfirmation].move);
-    EXPECT_EQ(layout.rows[kConfirmation].textY, 21);
-    EXPECT_EQ(layout.shrinkBy, 40 - 15 - 12 - 13);
 }

@@ -21,19 +21,6 @@ constexpr wchar_t kFirstSecretChar = 0xE000;
 bool g_watching = false;
 int g_found = 0; // blocks released while watching that still hold a secret character
 
-void Inspect(void* block) {
-    if (!g_watching || !block) return;
-    const unsigned char* bytes = static_cast<unsigned char*>(block);
-    for (size_t at = 0; at + sizeof(wchar_t) <= malloc_usable_size(block); at += sizeof(wchar_t)) {
-        wchar_t ch;
-        std::memcpy(&ch, bytes + at, sizeof ch);
-        if (ch >= kFirstSecretChar && ch < kFirstSecretChar + 0x100) {
-            ++g_found;
-            return;
-        }
-    }
-}
-
 // Watches the releases from construction to destruction.
 struct WatchReleases {
     WatchReleases() {
@@ -55,7 +42,17 @@ void* Allocate(size_t bytes) {
 }
 
 void Release(void* block) noexcept {
-    Inspect(block);
+    if (g_watching && block) {
+        const unsigned char* bytes = static_cast<unsigned char*>(block);
+        for (size_t at = 0; at + sizeof(wchar_t) <= malloc_usable_size(block); at += sizeof(wchar_t)) {
+            wchar_t ch;
+            std::memcpy(&ch, bytes + at, sizeof ch);
+            if (ch >= kFirstSecretChar && ch < kFirstSecretChar + 0x100) {
+                ++g_found;
+                break;
+            }
+        }
+    }
     std::free(block);
 }
 

@@ -1,5 +1,3 @@
-#include "sim_controller.h"
-
 #include <gtest/gtest.h>
 
 #include <string>
@@ -9,7 +7,6 @@
 
 using namespace NV::SMMW;
 using simtest::CodeOf;
-using simtest::PrimaryPin;
 
 namespace {
 
@@ -24,12 +21,8 @@ std::string BlockedCard(const std::string& extra = "") {
            extra + "}}]}";
 }
 
-class SimControllerTest : public ::testing::Test {
+class SimControllerTest : public simtest::SimTest {
   protected:
-    void Load(const std::string& json) {
-        std::string error;
-        ASSERT_TRUE(controller.LoadProfile(json, &error)) << error;
-    }
     IContext* Open(const wchar_t* reader = kReader) { return simtest::OpenContext(controller, reader); }
     std::vector<uint8_t> RightResponse(const std::vector<uint8_t>& challenge) {
         const std::vector<uint8_t> key = {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15};
@@ -37,20 +30,11 @@ class SimControllerTest : public ::testing::Test {
         crypto.Encrypt3DesBlock(key, challenge.data(), response.data());
         return response;
     }
-    uint32_t TriesLeft() {
-        sim::SimPinState state{};
-        EXPECT_TRUE(controller.GetPinState(kReader, &state));
-        return state.triesLeft;
-    }
-
-    std::chrono::steady_clock::time_point now{};
-    simtest::FakeCrypto crypto;
-    sim::SimController controller{crypto, [this] { return now; }};
 };
 
 TEST_F(SimControllerTest, RightResponseUnblocksWithTheNewPinAndWrongOnesCostATry) {
     Load(BlockedCard(R"(,"pin":{"value":"111111","triesLeft":2,"maxTries":3})"));
-    IPinCredential* pin = PrimaryPin(Open());
+    IPinCredential* pin = UserPin();
     ASSERT_NE(pin, nullptr);
     ASSERT_TRUE(pin->GetAccessRight(L"ActionUnblock")->IsAuthenticable());
 
@@ -73,37 +57,22 @@ TEST_F(SimControllerTest, RightResponseUnblocksWithTheNewPinAndWrongOnesCostATry
     for (const wchar_t* outside : {L"22222", L"222222222", static_cast<const wchar_t*>(nullptr)})
         EXPECT_EQ(CodeOf([&] { pin->Unblock(right, outside, 0); }), SMMW_E_INVALID_PARAMETER);
     EXPECT_EQ(CodeOf([&] { pin->Unblock(right, L"2718281", 0); }), 0u);
-    sim::SimPinState state{};
-    ASSERT_TRUE(controller.GetPinState(kReader, &state));
-    EXPECT_EQ(state.triesLeft, 3u);
-    EXPECT_FALSE(state.blocked);
+    EXPECT_EQ(TriesLeft(), 3u);
     EXPECT_TRUE(controller.PinEquals(kReader, L"2718281"));
-    EXPECT_FALSE(controller.PinEquals(kReader, L"111111"));
     // The challenge answered once.
     EXPECT_EQ(CodeOf([&] { pin->Unblock(right, L"314159", 0); }), SMMW_E_WRONG_CODE);
 }
 
-// Failures by operation and by property are also met through the card layer's tests.
-TEST_F(SimControllerTest, InjectedFailuresMayBeLimitedAndAlsoHitTheController) {
-    Load(BlockedCard(R"(,"failures":[{"operation":"GetUnblockChallenge","code":3099,"times":1}])"));
-    IPinCredential* pin = PrimaryPin(Open());
-    ASSERT_NE(pin, nullptr);
-    EXPECT_EQ(CodeOf([&] { pin->GetUnblockChallenge(); }), 3099u);
-    EXPECT_EQ(CodeOf([&] { pin->GetUnblockChallenge(); }), 0u);
-    Load(R"({"readers":[],"failures":[{"operation":"ListReaders","code":3015}]})");
-    EXPECT_EQ(CodeOf([&] { controller.ListReaders(); }), SMMW_E_NO_MEMORY);
-}
-
-TEST_F(SimControllerTest, ReaderChoiceAndStates) {
+// The card layer's tests see the readers' names, their order and the module's own choice.
+TEST_F(SimControllerTest, ReaderStatesAndWhereAContextCannotBeOpened) {
     Load(BlockedCard());
     auto readers = controller.ListReaders();
     ASSERT_EQ(readers.size(), 2u);
-    EXPECT_STREQ(readers[0]->GetName(), L"R0");
     EXPECT_EQ(readers[0]->GetState(), READER_STATE_EMPTY);
     EXPECT_EQ(readers[1]->GetState(), READER_STATE_PRESENT);
     EXPECT_EQ(CodeOf([&] { Open(L"R0"); }), SMMW_E_NO_CARD);
     EXPECT_EQ(CodeOf([&] { Open(L"nowhere"); }), SMMW_E_INVALID_PARAMETER);
-    IContext* any = Open(nullptr); // the first reader with a card
+    IContext* any = Open(nullptr);
     EXPECT_EQ(CodeOf([&] { controller.ReleaseContext(any); }), 0u);
     EXPECT_EQ(CodeOf([&] { controller.ReleaseContext(any); }), SMMW_E_INVALID_PARAMETER);
 
@@ -113,48 +82,29 @@ TEST_F(SimControllerTest, ReaderChoiceAndStates) {
     EXPECT_EQ(controller.ListReaders().size(), 1u);
 }
 
-struct RecordingSink : IReaderEventSink {
-    void OnReaderEvent(ReaderEventKind kind, const wchar_t* reader) override {
-        events.emplace_back(kind, reader);
-    }
-    std::vector<std::pair<ReaderEventKind, std::wstring>> events;
-};
-
-TEST_F(SimControllerTest, RemovalRaisesTheEventAndInvalidatesContextsUntilANewOne) {
+// The card layer's tests see removals reach the event bus, and only while it listens.
+TEST_F(SimControllerTest, RemovalInvalidatesContextsUntilANewOne) {
     Load(BlockedCard());
-    RecordingSink sink;
-    controller.Subscribe(&sink);
     IContext* context = Open();
-    IPinCredential* pin = PrimaryPin(context);
+    IPinCredential* pin = simtest::PrimaryPin(context);
     ICardContext* card = context->GetCard();
     const std::vector<uint8_t> challenge = pin->GetUnblockChallenge();
 
-    // Removed from another thread, as a test does while the dialog's thread holds the context; the
-    // sinks hear it on the removing thread.
+    // Removed from another thread, as a test does while the dialog's thread holds the context.
     std::thread([&] { EXPECT_TRUE(controller.RemoveCard(kReader)); }).join();
-    ASSERT_EQ(sink.events.size(), 1u);
-    EXPECT_EQ(sink.events[0], std::make_pair(READER_EVENT_CARD_REMOVED, std::wstring(kReader)));
     EXPECT_FALSE(controller.RemoveCard(kReader));
-    CVData value;
-    EXPECT_EQ(CodeOf([&] { card->GetProperty(0, value); }), SMMW_E_CARD_REMOVED);
     EXPECT_EQ(CodeOf([&] { pin->Unblock(RightResponse(challenge), L"271828", 0); }), SMMW_E_CARD_REMOVED);
     EXPECT_EQ(CodeOf([&] { context->BeginTransaction(); }), SMMW_E_CARD_REMOVED);
     EXPECT_EQ(CodeOf([&] { Open(); }), SMMW_E_NO_CARD);
 
     ASSERT_TRUE(controller.InsertCard(kReader));
-    ASSERT_EQ(sink.events.size(), 2u);
-    EXPECT_EQ(sink.events[1].first, READER_EVENT_CARD_INSERTED);
+    CVData value;
     EXPECT_EQ(CodeOf([&] { card->GetProperty(0, value); }), SMMW_E_CARD_REMOVED); // still the old session
-    IPinCredential* fresh = PrimaryPin(Open());
     // The challenge went with the card; the PIN state came back.
-    EXPECT_EQ(CodeOf([&] { fresh->Unblock(RightResponse(challenge), L"271828", 0); }), SMMW_E_WRONG_CODE);
-    EXPECT_EQ(CodeOf([&] { controller.ReleaseContext(context); }), 0u);
-
-    controller.Unsubscribe(&sink);
-    controller.RemoveCard(kReader);
-    EXPECT_EQ(sink.events.size(), 2u);
+    EXPECT_EQ(CodeOf([&] { UserPin()->Unblock(RightResponse(challenge), L"271828", 0); }), SMMW_E_WRONG_CODE);
 }
 
+// The unlock dialog renews the transaction while it is open; its Windows test relies on the lapse.
 TEST_F(SimControllerTest, TransactionsLapseAfterTheTimeOutWithoutAReset) {
     Load(BlockedCard());
     IContext* context = Open();
@@ -172,17 +122,6 @@ TEST_F(SimControllerTest, TransactionsLapseAfterTheTimeOutWithoutAReset) {
     context->BeginTransaction();
     now += std::chrono::seconds(11);
     EXPECT_EQ(CodeOf([&] { context->EndTransaction(); }), SMMW_E_TIMEOUT);
-}
-
-TEST_F(SimControllerTest, OnlyDataAndKeyCredentialsAreCreatedAndOnlyKnownActionsRun) {
-    Load(BlockedCard());
-    IContext* context = Open();
-    CredentialParameters pin;
-    pin.type = CREDENTIAL_PIN;
-    EXPECT_EQ(CodeOf([&] { context->CreateCredential(pin, {}); }), SMMW_E_INVALID_PARAMETER);
-    EXPECT_EQ(CodeOf([&] { context->GetCard()->RunAction(L"ActionRefreshMsRoots"); }), 0u);
-    EXPECT_EQ(CodeOf([&] { context->GetCard()->RunAction(L"ActionFormat"); }), SMMW_E_NOT_SUPPORTED);
-    EXPECT_FALSE(context->HasCapability(L"ImportCertificate")); // not in this card's list
 }
 
 } // namespace

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <regex>
+
 #include "sim_test_support.h"
 
 namespace {
@@ -14,10 +16,7 @@ TEST(SimHelpdesk, ResponsesAreGroupedUpperCaseHexAndTypingStylesAgree) {
     std::string expected, response, error;
     ASSERT_EQ(helpdesk::ComputeResponse(crypto, "0123456789abcdef", key, expected, error),
               ResponseStatus::Ok);
-    ASSERT_EQ(expected.size(), 19u);
-    for (size_t i : {4u, 9u, 14u})
-        EXPECT_EQ(expected[i], ' ');
-    EXPECT_EQ(expected.find_first_of("abcdef"), std::string::npos);
+    EXPECT_TRUE(std::regex_match(expected, std::regex("[0-9A-F]{4}( [0-9A-F]{4}){3}"))) << expected;
     for (const char* typed : {"01 23 45 67 89 AB CD EF", "0123-4567-89ab-cdef", "  0123 4567\t89AB CDEF "}) {
         ASSERT_EQ(helpdesk::ComputeResponse(crypto, typed, key, response, error), ResponseStatus::Ok)
             << typed;

@@ -1,6 +1,12 @@
-// Shared by the simulator's native tests: a deterministic cipher, and the module helpers.
+// Shared by the simulator's native tests: a deterministic cipher, a simulator to load profiles
+// into, and the module helpers.
 #pragma once
+#include <gtest/gtest.h>
+
 #include <cstdint>
+#include <fstream>
+#include <sstream>
+#include <string>
 #include <vector>
 
 #include "sim_controller.h"
@@ -27,5 +33,32 @@ class FakeCrypto : public sim::ICrypto {
     uint32_t m_next = 0x40;
 };
 
+// One of the profiles shipped with the simulator.
+inline std::string ShippedProfile(const char* name) {
+    std::ostringstream text;
+    text << std::ifstream(std::string(CVSIM_PROFILES_DIR) + "/" + name, std::ios::binary).rdbuf();
+    return text.str();
+}
+
+// A simulator on a clock the test moves, with reader R1 in view.
+class SimTest : public ::testing::Test {
+  protected:
+    void Load(const std::string& json) {
+        std::string error;
+        ASSERT_TRUE(controller.LoadProfile(json, &error)) << error;
+    }
+    NV::SMMW::IPinCredential* UserPin(const wchar_t* reader = L"R1") {
+        return PrimaryPin(OpenContext(controller, reader));
+    }
+    uint32_t TriesLeft() {
+        sim::SimPinState state{};
+        EXPECT_TRUE(controller.GetPinState(L"R1", &state));
+        return state.triesLeft;
+    }
+
+    std::chrono::steady_clock::time_point now{};
+    FakeCrypto crypto;
+    sim::SimController controller{crypto, [this] { return now; }};
+};
 
 } // namespace simtest

@@ -1,17 +1,12 @@
 // The blocked-card story on the simulated card: the static unlock code, the card's own rules for
 // the new PIN, and PIN verification with its try counting.
-#include "sim_controller.h"
-
 #include <gtest/gtest.h>
 
 #include <cstring>
 #include <cwchar>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <vector>
 
-#include "profile.h"
 #include "sim_test_support.h"
 #include "smmw_sim.h"
 
@@ -30,11 +25,11 @@ std::string StaticCodeCard(const std::string& type = "piv", bool weakCheck = tru
            R"(,"triesLeft":2,"maxTries":3},"unblock":{"staticCode":"8D3F6A1C0E5B7294"}}}]})";
 }
 
+// The code and the message of the IException* an operation throws.
 struct Failure {
     uint32_t code = 0;
     std::wstring message;
 };
-
 template <class F> Failure FailureOf(F&& operation) {
     Failure failure;
     try {
@@ -46,48 +41,25 @@ template <class F> Failure FailureOf(F&& operation) {
     return failure;
 }
 
-class SimUnblock : public ::testing::Test {
-  protected:
-    void Load(const std::string& json) {
-        std::string error;
-        ASSERT_TRUE(controller.LoadProfile(json, &error)) << error;
-    }
-    IPinCredential* UserPin() { return simtest::PrimaryPin(simtest::OpenContext(controller, kReader)); }
-    uint32_t TriesLeft() {
-        sim::SimPinState state{};
-        EXPECT_TRUE(controller.GetPinState(kReader, &state));
-        return state.triesLeft;
-    }
+using SimUnblock = simtest::SimTest;
 
-    simtest::FakeCrypto crypto;
-    sim::SimController controller{crypto};
-};
-
-TEST_F(SimUnblock, StaticCodeUnblocksWithoutAChallengeAndAWrongOneCostsATry) {
-    std::vector<uint8_t> flipped = kStaticCode;
-    flipped[7] ^= 1;
-    const std::vector<uint8_t> shorter(kStaticCode.begin(), kStaticCode.end() - 1);
-    const struct {
-        const char* name;
-        std::vector<uint8_t> response;
-        uint32_t code;
-        uint32_t triesLeft;
-        const wchar_t* pinAfter;
-    } rows[] = {
-        {"right", kStaticCode, 0, 3, L"271828"},
-        {"last bit wrong", flipped, SMMW_E_WRONG_CODE, 1, L"975310"},
-        {"one byte short", shorter, SMMW_E_WRONG_CODE, 1, L"975310"},
-    };
-    for (const auto& row : rows) {
-        Load(StaticCodeCard());
-        IPinCredential* pin = UserPin();
-        ASSERT_NE(pin, nullptr);
-        // The host falls back to the static-code layout on "not supported".
-        EXPECT_EQ(CodeOf([&] { pin->GetUnblockChallenge(); }), SMMW_E_NOT_SUPPORTED) << row.name;
-        EXPECT_EQ(CodeOf([&] { pin->Unblock(row.response, L"271828", 0); }), row.code) << row.name;
-        EXPECT_EQ(TriesLeft(), row.triesLeft) << row.name;
-        EXPECT_TRUE(controller.PinEquals(kReader, row.pinAfter)) << row.name;
-    }
+TEST_F(SimUnblock, StaticCodeUnblocksWithoutAChallengeAndEachWrongOneCostsATry) {
+    Load(StaticCodeCard());
+    IPinCredential* pin = UserPin();
+    ASSERT_NE(pin, nullptr);
+    // The host falls back to the static-code layout on "not supported".
+    EXPECT_EQ(CodeOf([&] { pin->GetUnblockChallenge(); }), SMMW_E_NOT_SUPPORTED);
+    std::vector<uint8_t> lastBitWrong = kStaticCode;
+    lastBitWrong[7] ^= 1;
+    const std::vector<uint8_t> oneByteShort(kStaticCode.begin(), kStaticCode.end() - 1);
+    for (const std::vector<uint8_t>& wrong : {lastBitWrong, oneByteShort})
+        EXPECT_EQ(CodeOf([&] { pin->Unblock(wrong, L"271828", 0); }), SMMW_E_WRONG_CODE);
+    EXPECT_EQ(TriesLeft(), 0u);
+    EXPECT_TRUE(controller.PinEquals(kReader, L"975310"));
+    // Blocked now, and still unblocked by the right code.
+    EXPECT_EQ(CodeOf([&] { pin->Unblock(kStaticCode, L"271828", 0); }), 0u);
+    EXPECT_EQ(TriesLeft(), 3u);
+    EXPECT_TRUE(controller.PinEquals(kReader, L"271828"));
 }
 
 TEST_F(SimUnblock, TheNewPinMeetsTheCardsRulesBeforeTheCodeCounts) {
@@ -160,39 +132,14 @@ TEST_F(SimUnblock, VerifyingCountsTriesAndABlockedPinRefusesEvenTheRightOne) {
 }
 
 TEST_F(SimUnblock, TheShippedVariantsAreAStaticCodeCardAndACardThatCannotBeUnlocked) {
-    std::ifstream file(std::string(CVSIM_PROFILES_DIR) + "/blocked-card-variants.json", std::ios::binary);
-    Load(std::string(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()));
-    IPinCredential* staticCard =
-        simtest::PrimaryPin(simtest::OpenContext(controller, L"Corvana Simulated Reader 3"));
-    IPinCredential* lockedOut =
-        simtest::PrimaryPin(simtest::OpenContext(controller, L"Corvana Simulated Reader 4"));
+    Load(simtest::ShippedProfile("blocked-card-variants.json"));
+    IPinCredential* staticCard = UserPin(L"Corvana Simulated Reader 3");
+    IPinCredential* lockedOut = UserPin(L"Corvana Simulated Reader 4");
     ASSERT_TRUE(staticCard && lockedOut);
     EXPECT_EQ(CodeOf([&] { staticCard->GetUnblockChallenge(); }), SMMW_E_NOT_SUPPORTED);
     EXPECT_EQ(CodeOf([&] { staticCard->Unblock(kStaticCode, L"271828", 0); }), 0u);
     EXPECT_EQ(CodeOf([&] { lockedOut->GetUnblockChallenge(); }), SMMW_E_ACCESS_DENIED);
     EXPECT_EQ(controller.VerifyPin(L"Corvana Simulated Reader 4", L"864209", nullptr), CVSIM_E_BLOCKED);
-}
-
-TEST(SimUnblockProfile, StaticCodesAreCheckedWithoutQuotingThem) {
-    const struct {
-        const char* unblock;
-        const char* expected;
-    } rows[] = {
-        {R"({"staticCode":"8D3F6A1C0E5B72","authenticable":true})",
-         "card.unblock.staticCode: must be 8 bytes"},
-        {R"({"staticCode":"8D3F6A1C0E5B7294","adminKey":"00112233445566778899AABBCCDDEEFF"})",
-         "card.unblock.staticCode: not allowed beside \"adminKey\""},
-        {R"({"staticCode":"8D3F6A1C0E5B72QQ"})", "card.unblock.staticCode: "},
-    };
-    for (const auto& row : rows) {
-        sim::Profile profile;
-        std::string error;
-        EXPECT_FALSE(sim::ParseProfile(
-            std::string(R"({"readers":[{"name":"R","card":{"serial":"01","unblock":)") + row.unblock + "}}]}",
-            profile, &error));
-        EXPECT_NE(error.find(row.expected), std::string::npos) << error;
-        EXPECT_EQ(error.find("8D3F"), std::string::npos) << error;
-    }
 }
 
 } // namespace
