@@ -140,7 +140,8 @@ void RunUnlock() {
             Shot(c.ThreadId(), failed, L"unlock-wrong-code");
             drv::Click(failed, IDOK);
             Sleep(500);  // the card's next challenge
-            const std::wstring response = drv::HelpDeskResponse(drv::ItemText(dlg, IDC_UL_CHALLENGE), kDefaultAdminKey);
+            const std::wstring challenge = drv::ItemText(dlg, IDC_UL_CHALLENGE);
+            const std::wstring response = drv::HelpDeskResponse(challenge, kDefaultAdminKey);
             printf("  the help desk reads out %ls\n", response.c_str());
             SetWindowTextW(field(IDC_UL_RESPONSE_EDIT), L"");
             drv::TypeText(field(IDC_UL_RESPONSE_EDIT), response.c_str());
@@ -178,8 +179,8 @@ void RunUnlockNotices() {
         }));
 
     // A card that has no challenge (it takes a static code), and one whose unlock is not allowed.
-    if (Sim<CvSimLoadProfileFileFn>("CvSimLoadProfileFile")(L"profiles\\blocked-card-variants.json") != CVSIM_OK)
-        return;
+    const auto loadFile = Sim<CvSimLoadProfileFileFn>("CvSimLoadProfileFile");
+    if (loadFile(L"profiles\\blocked-card-variants.json") != CVSIM_OK) return;
     Print("ShowUnlockDialog (static code)", Run(
         [] { return (int)ShowUnlockDialog(nullptr, L"Corvana Simulated Reader 3", nullptr); },
         [](drv::Caller& c, HWND dlg) {
@@ -282,7 +283,7 @@ void RunAll() {
 
     BlockTheCard();
     if (!g_scripted)
-        printf("The help desk's response: cvhelpdesk.exe <challenge> 010203040506070801020304050607080102030405060708\n");
+        printf("The help desk's response: cvhelpdesk.exe <challenge> %ls\n", kDefaultAdminKey);
     RunUnlock();
     RunUnlockNotices();
 

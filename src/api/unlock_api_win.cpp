@@ -35,11 +35,13 @@ bool ToastFromSettings(const wchar_t* titleKey, const wchar_t* textKey) {
 }
 
 int UnlockOnCard(void* context, const CSecStr& response, const CSecStr& newPin) {
-    return context ? static_cast<int>(static_cast<CVCardManagement*>(context)->UnlockPIN(response, newPin)) : 0;
+    return context ? static_cast<int>(static_cast<CVCardManagement*>(context)->UnlockPIN(response, newPin))
+                   : 0;
 }
 
 int ChallengeFromCard(void* context, CSecStr& challenge) {
-    return context ? static_cast<int>(static_cast<CVCardManagement*>(context)->GetUnlockChallenge(&challenge)) : 0;
+    return context ? static_cast<int>(static_cast<CVCardManagement*>(context)->GetUnlockChallenge(&challenge))
+                   : 0;
 }
 
 void WINAPI TimeoutCallback(void* context) {
@@ -65,8 +67,9 @@ unsigned UnlockWithHelpDesk(HWND parent, const wchar_t* readerName, CVConnection
     Toast toast(nullptr, nvDeleteToastManager);
     const int mode = nvGetUIMode();
     if (mode == 2 || mode == 3) {
-        toast = MakeToast(fw::LoadResString(IDS_UNLOCK_TOAST_TITLE, L"PIN Blocked"),
-                          fw::LoadResString(IDS_UNLOCK_TOAST_TEXT, L"Please switch to the Desktop to unlock your card."));
+        toast = MakeToast(
+            fw::LoadResString(IDS_UNLOCK_TOAST_TITLE, L"PIN Blocked"),
+            fw::LoadResString(IDS_UNLOCK_TOAST_TEXT, L"Please switch to the Desktop to unlock your card."));
         if (toast) toast->Show(nullptr);
     }
 

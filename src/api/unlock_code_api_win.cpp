@@ -119,7 +119,8 @@ extern "C" unsigned WINAPI ShowUnlockCode(HWND hParent, const wchar_t* readerNam
 }
 
 extern "C" unsigned WINAPI DisplayUnlockCode(HWND hParent, void* context, CVGetUnlockCodeCallback getCode,
-                                             CVRemoveUnlockCodeCallback removeCode, const wchar_t* readerName) {
+                                             CVRemoveUnlockCodeCallback removeCode,
+                                             const wchar_t* readerName) {
     LogScope log(L"DisplayUnlockCode");
     return Guarded(L"DisplayUnlockCode", 0u, [&] {
         fw::UiScope ui;

@@ -21,4 +21,4 @@ void WipeEditText(HWND edit) {
     SetWindowTextW(edit, L"");
 }
 
-}  // namespace fw
+} // namespace fw

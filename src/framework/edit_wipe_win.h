@@ -10,4 +10,4 @@ namespace fw {
 // then empties it. Nothing happens for a null or non-edit window.
 void WipeEditText(HWND edit);
 
-}  // namespace fw
+} // namespace fw

@@ -7,7 +7,9 @@
 
 namespace {
 
-std::wstring Text(const CSecStr& s) { return s.GetString(); }
+std::wstring Text(const CSecStr& s) {
+    return s.GetString();
+}
 
 TEST(UnlockText, ChallengesAndCodesAreGroupedByFour) {
     const struct {
@@ -56,9 +58,9 @@ TEST(UnlockText, AResponseIsSixteenHexDigitsWithOptionalDashes) {
 
 TEST(UnlockText, TheNoticeGetsOneLineMoreThanItsTextNeeds) {
     const int line = 13, width = 200;
-    EXPECT_EQ(unlock::MessageHeight(0, line, width), line);             // empty
-    EXPECT_EQ(unlock::MessageHeight(width - 1, line, width), line);     // narrower than the control
-    EXPECT_EQ(unlock::MessageHeight(width, line, width), 2 * line);     // exactly one width
+    EXPECT_EQ(unlock::MessageHeight(0, line, width), line);         // empty
+    EXPECT_EQ(unlock::MessageHeight(width - 1, line, width), line); // narrower than the control
+    EXPECT_EQ(unlock::MessageHeight(width, line, width), 2 * line); // exactly one width
     EXPECT_EQ(unlock::MessageHeight(2 * width - 1, line, width), 2 * line);
     EXPECT_EQ(unlock::MessageHeight(2 * width, line, width), 3 * line); // twice the width
     EXPECT_EQ(unlock::MessageHeight(5000, line, 0), line);              // no width: no division

@@ -50,10 +50,12 @@ struct ToastLog {
     }
 };
 
-int WINAPI OnTheSecureDesktop() { return 2; }
+int WINAPI OnTheSecureDesktop() {
+    return 2;
+}
 
 class Notices : public ::testing::Test {
-protected:
+  protected:
     void SetUp() override {
         ASSERT_EQ(SimFunction<CvSimLoadProfileJsonFn>("CvSimLoadProfileJson")(kProfile), CVSIM_OK);
         ToastLog::Seen().clear();
@@ -99,7 +101,8 @@ TEST_F(Notices, OffTheDesktopTheUnlockAlsoAsksForTheDesktopInAToast) {
 
 TEST_F(Notices, TheCardManagersBlockIsAToastOrANoticeFittedToItsMessage) {
     ScopedSetting title(L"Corvana.Notifications.BlockedCardManager.BlockedCardManagerToastTitle", L"Blocked");
-    ScopedSetting text(L"Corvana.Notifications.BlockedCardManager.BlockedCardManagerToastMessage", L"By the manager");
+    ScopedSetting text(L"Corvana.Notifications.BlockedCardManager.BlockedCardManagerToastMessage",
+                       L"By the manager");
     CVPinGuiSetToastProvider(ToastLog::Raise);
     ShowCMLockedDlg(nullptr, kReader);
     EXPECT_EQ(ToastLog::Seen(), std::vector<std::wstring>{L"Blocked|By the manager"});
@@ -142,7 +145,8 @@ TEST_F(Notices, TheUnlockCodeIsShownOnceAndRemovedOnlyWhenTheUserSaysSo) {
         EXPECT_TRUE(caller.Wait());
         return caller.Result();
     };
-    HWND parent = CreateWindowW(L"STATIC", L"caller", WS_POPUP | WS_VISIBLE, 0, 0, 10, 10, nullptr, nullptr, nullptr, nullptr);
+    HWND parent = CreateWindowW(L"STATIC", L"caller", WS_POPUP | WS_VISIBLE, 0, 0, 10, 10, nullptr, nullptr,
+                                nullptr, nullptr);
     std::wstring shown;
     EXPECT_EQ(show(false, parent, &shown), 0) << "OK alone keeps the code on the card";
     EXPECT_EQ(shown, L"0F1E-2D3C-4B5A-6978-8C");
@@ -180,7 +184,8 @@ TEST_F(Notices, TheResetFormKeepsOneFieldActiveAndShowsFourGroups) {
     Caller caller([=] { return (int)main->DoModal(); });
     HWND dlg = WaitForDialog(caller);
     ASSERT_NE(dlg, nullptr);
-    EXPECT_EQ(ItemText(GetParent(FindDescendant(dlg, IDC_RC_CHALLENGE)), IDC_RC_CHALLENGE), L"0123-4567-89AB-CDEF");
+    EXPECT_EQ(ItemText(GetParent(FindDescendant(dlg, IDC_RC_CHALLENGE)), IDC_RC_CHALLENGE),
+              L"0123-4567-89AB-CDEF");
     HWND form = GetParent(FindDescendant(dlg, IDC_RC_PIN_EDIT));
     // The PIN way: a code typed in the other field does not enable OK.
     EXPECT_TRUE(IsItemEnabled(form, IDC_RC_PIN_EDIT));
@@ -220,4 +225,4 @@ TEST_F(Notices, TheResetFormKeepsOneFieldActiveAndShowsFourGroups) {
     EXPECT_EQ(second.Result(), IDCANCEL);
 }
 
-}  // namespace
+} // namespace

@@ -45,8 +45,10 @@ template <class Fn> Fn SimFunction(const char* name) {
 // The smart-card agent: a window of class "CvTrayHandlerClass" on a thread of its own, keeping
 // what the library tells it (dwData and the text).
 class Agent {
-public:
-    Agent() : m_thread([this] { Run(); }) { WaitUntil([&] { return m_threadId.load() != 0; }); }
+  public:
+    Agent() : m_thread([this] { Run(); }) {
+        WaitUntil([&] { return m_threadId.load() != 0; });
+    }
     ~Agent() {
         PostThreadMessageW(m_threadId, WM_QUIT, 0, 0);
         m_thread.join();
@@ -56,24 +58,28 @@ public:
         return m_received;
     }
 
-private:
+  private:
     static LRESULT CALLBACK Proc(HWND hwnd, UINT message, WPARAM wParam, LPARAM lParam) {
         auto* self = reinterpret_cast<Agent*>(GetWindowLongPtrW(hwnd, GWLP_USERDATA));
         if (message != WM_COPYDATA || !self) return DefWindowProcW(hwnd, message, wParam, lParam);
         const auto* data = reinterpret_cast<const COPYDATASTRUCT*>(lParam);
         std::lock_guard<std::mutex> lock(self->m_mutex);
-        self->m_received = std::to_wstring(data->dwData) + L" " +
-                           std::wstring(static_cast<const wchar_t*>(data->lpData), data->cbData / sizeof(wchar_t));
+        self->m_received =
+            std::to_wstring(data->dwData) + L" " +
+            std::wstring(static_cast<const wchar_t*>(data->lpData), data->cbData / sizeof(wchar_t));
         return TRUE;
     }
     void Run() {
-        WNDCLASSW wc{0, Proc, 0, 0, GetModuleHandleW(nullptr), nullptr, nullptr, nullptr, nullptr, L"CvTrayHandlerClass"};
+        WNDCLASSW wc{0,       Proc,    0,       0,       GetModuleHandleW(nullptr),
+                     nullptr, nullptr, nullptr, nullptr, L"CvTrayHandlerClass"};
         RegisterClassW(&wc);
-        HWND window = CreateWindowW(wc.lpszClassName, L"agent", WS_POPUP, 0, 0, 9, 9, nullptr, nullptr, nullptr, nullptr);
+        HWND window = CreateWindowW(wc.lpszClassName, L"agent", WS_POPUP, 0, 0, 9, 9, nullptr, nullptr,
+                                    nullptr, nullptr);
         SetWindowLongPtrW(window, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(this));
         m_threadId = GetCurrentThreadId();
         MSG msg;
-        while (GetMessageW(&msg, nullptr, 0, 0) > 0) DispatchMessageW(&msg);
+        while (GetMessageW(&msg, nullptr, 0, 0) > 0)
+            DispatchMessageW(&msg);
         DestroyWindow(window);
     }
 
@@ -84,7 +90,7 @@ private:
 };
 
 class Unlock : public ::testing::Test {
-protected:
+  protected:
     void SetUp() override {
         ASSERT_EQ(SimFunction<CvSimLoadProfileJsonFn>("CvSimLoadProfileJson")(kProfile), CVSIM_OK);
     }
@@ -137,7 +143,8 @@ TEST_F(Unlock, TheResponseMustBeSixteenHexDigitsAndThePinsMustMeetTheRules) {
     EXPECT_EQ(std::count(challenge.begin(), challenge.end(), L'-'), 3);
     GUITHREADINFO gui{sizeof gui};
     ASSERT_TRUE(GetGUIThreadInfo(m_caller->ThreadId(), &gui));
-    EXPECT_EQ(gui.hwndFocus, FindDescendant(m_dialog, IDC_UL_RESPONSE_EDIT)) << "the user types the code first";
+    EXPECT_EQ(gui.hwndFocus, FindDescendant(m_dialog, IDC_UL_RESPONSE_EDIT))
+        << "the user types the code first";
     EXPECT_EQ(GetForegroundWindow(), m_dialog);
     const struct {
         const wchar_t *response, *pin, *confirm;
@@ -145,13 +152,13 @@ TEST_F(Unlock, TheResponseMustBeSixteenHexDigitsAndThePinsMustMeetTheRules) {
     } cases[] = {
         {L"0123456789abcdef", L"135790", L"135790", true},
         {L"0123-4567-89AB-CDEF", L"135790", L"135790", true},
-        {L"0123456789ABCDE", L"135790", L"135790", false},    // 15 digits
-        {L"0123456789ABCDEF0", L"135790", L"135790", false},  // 17
+        {L"0123456789ABCDE", L"135790", L"135790", false},   // 15 digits
+        {L"0123456789ABCDEF0", L"135790", L"135790", false}, // 17
         {L"0123456789ABCDEG", L"135790", L"135790", false},
-        {L"0123456789ABCDEF", L"135790", L"135791", false},   // confirmation differs
-        {L"0123456789ABCDEF", L"123456", L"123456", false},   // weak
-        {L"0123456789ABCDEF", L"13579a", L"13579a", false},   // digits only on a PIV card
-        {L"0123456789ABCDEF", L"13579", L"13579", false},     // too short
+        {L"0123456789ABCDEF", L"135790", L"135791", false}, // confirmation differs
+        {L"0123456789ABCDEF", L"123456", L"123456", false}, // weak
+        {L"0123456789ABCDEF", L"13579a", L"13579a", false}, // digits only on a PIV card
+        {L"0123456789ABCDEF", L"13579", L"13579", false},   // too short
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.response);
@@ -183,7 +190,8 @@ TEST_F(Unlock, AWrongResponseKeepsTheDialogOpenAndTheNextOneUnlocksTheCard) {
     Type(IDC_UL_RESPONSE_EDIT, response.c_str());
     EXPECT_EQ(ConfirmUnlock(), IDOK);
     EXPECT_EQ(SimFunction<CvSimPinEqualsFn>("CvSimPinEquals")(kHelpDeskReader, L"135790"), CVSIM_OK);
-    EXPECT_EQ(agent.Received(), std::wstring(L"78946 Unlock Reader", 20)) << "the agent is told, terminator included";
+    EXPECT_EQ(agent.Received(), std::wstring(L"78946 Unlock Reader", 20))
+        << "the agent is told, terminator included";
 }
 
 TEST_F(Unlock, TheTransactionOutlivesItsTimeOutWhileTheUserTypes) {
@@ -202,7 +210,8 @@ TEST_F(Unlock, TheTransactionOutlivesItsTimeOutWhileTheUserTypes) {
     std::string errors;
     if (FILE* f = _wfopen(log, L"rb")) {
         char buffer[4096];
-        for (size_t n; (n = fread(buffer, 1, sizeof buffer, f)) > 0;) errors.append(buffer, n);
+        for (size_t n; (n = fread(buffer, 1, sizeof buffer, f)) > 0;)
+            errors.append(buffer, n);
         fclose(f);
     }
     EXPECT_EQ(errors.find("transaction"), std::string::npos) << errors;
@@ -234,7 +243,7 @@ TEST_F(Unlock, AnotherCardErrorIsShownAndTheDialogStays) {
     ScopedSetting tel(L"Corvana.Notifications.ContactTel", L"+1 555 0100");
     Open(kFailingReader);
     EXPECT_NE(ItemText(m_dialog, IDC_UL_INSTRUCTION).find(L"+1 555 0100"), std::wstring::npos);
-    RemoveCard(L"another reader");  // other readers' removals change nothing
+    RemoveCard(L"another reader"); // other readers' removals change nothing
     TypeAll(L"0123456789ABCDEF", L"13579024", L"13579024");
     ClickAway(m_dialog, IDOK);
     HWND failed = WaitForDialogOver(m_caller->ThreadId(), m_dialog);
@@ -249,4 +258,4 @@ TEST_F(Unlock, AnotherCardErrorIsShownAndTheDialogStays) {
     EXPECT_EQ(Finish(), IDCANCEL);
 }
 
-}  // namespace
+} // namespace

@@ -8,7 +8,7 @@ int LoadFromResources(unsigned id, wchar_t* buffer, int capacity) {
     HINSTANCE module = fw::ResourceModule();
     return module ? LoadStringW(module, id, buffer, capacity) : 0;
 }
-}  // namespace
+} // namespace
 
 const wchar_t* ErrorText(int code) {
     static ErrorTextBuffer texts;

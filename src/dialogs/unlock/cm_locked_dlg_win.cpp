@@ -19,10 +19,13 @@ CCMLockedDlg::CCMLockedDlg(HWND parent, const wchar_t* readerName)
     std::wstring message;
     ReadStringSetting(kMessageKey, message);
     m_message = message.c_str();
-    GUILOG(CVLOG_INFO, L"CCMLockedDlg::CCMLockedDlg : GetSettingValue(%s) returned %s", kMessageKey, message.c_str());
+    GUILOG(CVLOG_INFO, L"CCMLockedDlg::CCMLockedDlg : GetSettingValue(%s) returned %s", kMessageKey,
+           message.c_str());
 }
 
-void CCMLockedDlg::DoDataExchange(fw::DataExchange& dx) { DDX_Text(dx, IDC_CM_MESSAGE, m_message); }
+void CCMLockedDlg::DoDataExchange(fw::DataExchange& dx) {
+    DDX_Text(dx, IDC_CM_MESSAGE, m_message);
+}
 
 BOOL CCMLockedDlg::OnInitDialog() {
     LogScope log(L"CCMLockedDlg::OnInitDialog");
@@ -66,7 +69,8 @@ void CCMLockedDlg::AdjustWindow() {
     }
     // As much space under the button as above the message.
     SetWindowPos(m_hWnd, nullptr, 0, 0, window.right - window.left,
-                 nonClient + text.top + messageBottom + buttonHeight, SWP_NOMOVE | SWP_NOZORDER | SWP_NOACTIVATE);
+                 nonClient + text.top + messageBottom + buttonHeight,
+                 SWP_NOMOVE | SWP_NOZORDER | SWP_NOACTIVATE);
 }
 
 bool CCMLockedDlg::PreTranslateMessage(const MSG& msg) {

@@ -5,10 +5,10 @@
 #include "dialogs/base/detect_card_removed_dlg_win.h"
 
 class CCMLockedDlg : public CVDetectCardRemovedDlg {
-public:
+  public:
     CCMLockedDlg(HWND parent, const wchar_t* readerName);
 
-protected:
+  protected:
     BOOL OnInitDialog() override;
     bool PreTranslateMessage(const MSG& msg) override;
     void DoDataExchange(fw::DataExchange& dx) override;
@@ -16,6 +16,6 @@ protected:
     void AdjustWindow();
     void OnContextualHelp();
 
-private:
+  private:
     CSecStr m_message;
 };

@@ -13,7 +13,9 @@ CUnlockFailedDlg::CUnlockFailedDlg(HWND parent, const wchar_t* message, int mode
     m_lockWatcher = std::make_unique<CVDelegateSubscriberWorkstationLocked>(this);
 }
 
-CUnlockFailedDlg::~CUnlockFailedDlg() { m_lockWatcher.reset(); }
+CUnlockFailedDlg::~CUnlockFailedDlg() {
+    m_lockWatcher.reset();
+}
 
 BOOL CUnlockFailedDlg::OnInitDialog() {
     LogScope log(L"CUnlockFailedDlg::OnInitDialog");
@@ -36,7 +38,7 @@ BOOL CUnlockFailedDlg::OnInitDialog() {
 
 bool CUnlockFailedDlg::PreTranslateMessage(const MSG& msg) {
     if (IsHelpKeyRelease(m_hWnd, msg)) OnContextualHelp();
-    return false;  // the key goes on as usual
+    return false; // the key goes on as usual
 }
 
 bool CUnlockFailedDlg::OnMessage(UINT message, WPARAM wParam, LPARAM lParam, LRESULT& result) {
@@ -57,7 +59,9 @@ CUnlockSuccessDlg::CUnlockSuccessDlg(HWND parent) : CSecureDialog(IDD_UNLOCK_SUC
     m_lockWatcher = std::make_unique<CVDelegateSubscriberWorkstationLocked>(this);
 }
 
-CUnlockSuccessDlg::~CUnlockSuccessDlg() { m_lockWatcher.reset(); }
+CUnlockSuccessDlg::~CUnlockSuccessDlg() {
+    m_lockWatcher.reset();
+}
 
 BOOL CUnlockSuccessDlg::OnInitDialog() {
     LogScope log(L"CUnlockSuccessDlg::OnInitDialog");
@@ -73,7 +77,9 @@ CUnlockInitToolDlg::CUnlockInitToolDlg(HWND parent, const wchar_t* readerName)
     m_lockWatcher = std::make_unique<CVDelegateSubscriberWorkstationLocked>(this);
 }
 
-CUnlockInitToolDlg::~CUnlockInitToolDlg() { m_lockWatcher.reset(); }
+CUnlockInitToolDlg::~CUnlockInitToolDlg() {
+    m_lockWatcher.reset();
+}
 
 BOOL CUnlockInitToolDlg::OnInitDialog() {
     LogScope log(L"CUnlockInitToolDlg::OnInitDialog");

@@ -10,19 +10,19 @@
 #include "framework/secure_dialog_win.h"
 
 class CUnlockFailedDlg : public CSecureDialog {
-public:
+  public:
     // mode 1: the failure to read an unlock code (own title, heading and icon); otherwise an
     // unlock that failed.
     CUnlockFailedDlg(HWND parent, const wchar_t* message, int mode);
     ~CUnlockFailedDlg() override;
 
-protected:
+  protected:
     BOOL OnInitDialog() override;
     bool PreTranslateMessage(const MSG& msg) override;
     bool OnMessage(UINT message, WPARAM wParam, LPARAM lParam, LRESULT& result) override;
     void OnContextualHelp();
 
-private:
+  private:
     std::unique_ptr<CVDelegateSubscriberWorkstationLocked> m_lockWatcher;
     CSecStr m_message;
     fw::Font m_titleFont;
@@ -30,27 +30,27 @@ private:
 };
 
 class CUnlockSuccessDlg : public CSecureDialog {
-public:
+  public:
     explicit CUnlockSuccessDlg(HWND parent);
     ~CUnlockSuccessDlg() override;
 
-protected:
+  protected:
     BOOL OnInitDialog() override;
 
-private:
+  private:
     std::unique_ptr<CVDelegateSubscriberWorkstationLocked> m_lockWatcher;
     fw::Font m_titleFont;
 };
 
 class CUnlockInitToolDlg : public CVDetectCardRemovedDlg {
-public:
+  public:
     CUnlockInitToolDlg(HWND parent, const wchar_t* readerName);
     ~CUnlockInitToolDlg() override;
 
-protected:
+  protected:
     BOOL OnInitDialog() override;
 
-private:
+  private:
     std::unique_ptr<CVDelegateSubscriberWorkstationLocked> m_lockWatcher;
     fw::Font m_titleFont;
 };

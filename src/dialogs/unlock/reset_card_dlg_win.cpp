@@ -6,7 +6,7 @@
 #include "services/log.h"
 
 namespace {
-constexpr int kChallengeControls[] = {IDC_RC_CHALLENGE_LABEL, IDC_RC_CHALLENGE,    IDC_RC_RESPONSE_LABEL,
+constexpr int kChallengeControls[] = {IDC_RC_CHALLENGE_LABEL, IDC_RC_CHALLENGE,      IDC_RC_RESPONSE_LABEL,
                                       IDC_RC_RESPONSE_EDIT,   IDC_RC_CHALLENGE_NOTE, IDC_RC_RESPONSE_NOTE};
 constexpr UINT_PTR kTimerId = 1;
 } // namespace
@@ -14,7 +14,9 @@ constexpr UINT_PTR kTimerId = 1;
 CResetCardDialog::Impl::Impl(int mode, const RECT* position, HWND okButton, HWND parent)
     : CBaseDialog::Impl(IDD_RESET_CARD_FORM, mode, position, parent), m_okButton(okButton) {}
 
-CResetCardDialog::Impl::~Impl() { DestroyUnhooked(); }
+CResetCardDialog::Impl::~Impl() {
+    DestroyUnhooked();
+}
 
 int CResetCardDialog::Impl::LocCreate(HWND parent) {
     LogScope log(L"CResetCardDialog::LocCreate");
@@ -59,7 +61,8 @@ void CResetCardDialog::Impl::SetChallenge(CSecStr challenge) {
     bChallengeMode = !challenge.IsEmpty();
     if (bChallengeMode) SetItemText(IDC_RC_CHALLENGE, unlock::FirstFourGroups(challenge).GetString());
     ShowItem(IDC_RC_STATIC_CODE_EDIT, !bChallengeMode);
-    for (int id : kChallengeControls) ShowItem(id, bChallengeMode);
+    for (int id : kChallengeControls)
+        ShowItem(id, bChallengeMode);
     // Applied once the mode is known, so that only the chosen way's controls are enabled.
     OnRadioClicked();
     challenge.Empty();
@@ -67,7 +70,8 @@ void CResetCardDialog::Impl::SetChallenge(CSecStr challenge) {
 
 void CResetCardDialog::Impl::EnableCodeControls(bool enable) {
     if (bChallengeMode) {
-        for (int id : kChallengeControls) EnableItem(id, enable);
+        for (int id : kChallengeControls)
+            EnableItem(id, enable);
     } else {
         EnableItem(IDC_RC_STATIC_CODE_EDIT, enable);
     }
@@ -119,7 +123,8 @@ bool CResetCardDialog::Impl::OnCommand(WORD id, WORD code, HWND control) {
         OnRadioClicked();
         return true;
     }
-    if (code == EN_CHANGE && (id == IDC_RC_PIN_EDIT || id == IDC_RC_RESPONSE_EDIT || id == IDC_RC_STATIC_CODE_EDIT)) {
+    if (code == EN_CHANGE &&
+        (id == IDC_RC_PIN_EDIT || id == IDC_RC_RESPONSE_EDIT || id == IDC_RC_STATIC_CODE_EDIT)) {
         OnCheckOkButton();
         return true;
     }
@@ -130,7 +135,8 @@ void CResetCardDialog::Impl::StartTimer(TimerCallback callback, void* context, i
     m_callback = callback;
     m_callbackContext = context;
     m_periodMs = periodMs;
-    if (m_callback && m_periodMs != 0 && m_hWnd) SetTimer(m_hWnd, kTimerId, static_cast<UINT>(m_periodMs), nullptr);
+    if (m_callback && m_periodMs != 0 && m_hWnd)
+        SetTimer(m_hWnd, kTimerId, static_cast<UINT>(m_periodMs), nullptr);
 }
 
 void CResetCardDialog::Impl::StopTimer() {
@@ -148,12 +154,8 @@ void CResetCardDialog::Impl::ResetToolTip() {
 
 CResetCardDialogMain::Impl::Impl(int mode, HWND parent, int, int, int, const wchar_t* readerName,
                                  TimerCallback callback, void* context, int periodMs)
-    : CSecureDialog(IDD_RESET_CARD, parent),
-      m_mode(mode),
-      m_callback(callback),
-      m_callbackContext(context),
-      m_periodMs(periodMs),
-      m_readerName(readerName) {}
+    : CSecureDialog(IDD_RESET_CARD, parent), m_mode(mode), m_callback(callback), m_callbackContext(context),
+      m_periodMs(periodMs), m_readerName(readerName) {}
 
 CResetCardDialogMain::Impl::~Impl() {
     m_form.reset();
@@ -177,7 +179,9 @@ CSecStr CResetCardDialogMain::Impl::GetPin() const {
     return m_form && m_form->GetSafeHwnd() ? m_form->GetPin() : m_value;
 }
 
-void CResetCardDialogMain::Impl::StopDetectingRemoveEvent() { m_cardWatcher.reset(); }
+void CResetCardDialogMain::Impl::StopDetectingRemoveEvent() {
+    m_cardWatcher.reset();
+}
 
 BOOL CResetCardDialogMain::Impl::OnInitDialog() {
     LogScope log(L"CResetCardDialogMain::OnInitDialog");
@@ -202,10 +206,10 @@ BOOL CResetCardDialogMain::Impl::OnInitDialog() {
     }
     std::wstring title = fw::LoadResString(IDS_CHANGE_PIN_TITLE);
     if (!title.empty()) SetWindowTextW(m_hWnd, title.c_str());
-    m_cardWatcher =
-        std::make_unique<CVDelegateSubscriberCardRemoved>(this, CardRemovedMessage(), m_readerName.GetString());
+    m_cardWatcher = std::make_unique<CVDelegateSubscriberCardRemoved>(this, CardRemovedMessage(),
+                                                                      m_readerName.GetString());
     SetForegroundWindow(m_hWnd);
-    return FALSE;  // the form has set the focus
+    return FALSE; // the form has set the focus
 }
 
 void CResetCardDialogMain::Impl::ResizeDlg(int dx, int dy) {

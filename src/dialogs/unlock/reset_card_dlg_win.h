@@ -12,7 +12,7 @@
 #include "framework/secure_dialog_win.h"
 
 class CResetCardDialog::Impl : public CBaseDialog::Impl {
-public:
+  public:
     Impl(int mode, const RECT* position, HWND okButton, HWND parent);
     ~Impl() override;
 
@@ -29,14 +29,14 @@ public:
     void StopTimer();
     void ResetToolTip();
 
-protected:
+  protected:
     BOOL OnInitDialog() override;
     bool OnCommand(WORD id, WORD code, HWND control) override;
     void OnTimer(UINT_PTR id) override;
     void OnMove(int x, int y) override { ResetToolTip(); }
     void DoDataExchange(fw::DataExchange& dx) override;
 
-private:
+  private:
     CCapsLockSensitiveEdit::Impl& ActiveField();
     void EnableCodeControls(bool enable);
 
@@ -52,9 +52,9 @@ private:
 };
 
 class CResetCardDialogMain::Impl : public CSecureDialog {
-public:
-    Impl(int mode, HWND parent, int, int, int, const wchar_t* readerName, TimerCallback callback, void* context,
-         int periodMs);
+  public:
+    Impl(int mode, HWND parent, int, int, int, const wchar_t* readerName, TimerCallback callback,
+         void* context, int periodMs);
     ~Impl() override;
 
     void SetChallenge(const wchar_t* challenge);
@@ -63,14 +63,14 @@ public:
     CSecStr GetPin() const;
     void StopDetectingRemoveEvent();
 
-protected:
+  protected:
     BOOL OnInitDialog() override;
     void OnOK() override;
     void OnDestroy() override;
     void OnMove(int x, int y) override;
     bool OnMessage(UINT message, WPARAM wParam, LPARAM lParam, LRESULT& result) override;
 
-private:
+  private:
     void ResizeDlg(int dx, int dy);
 
     std::unique_ptr<CResetCardDialog::Impl> m_form;

@@ -28,18 +28,11 @@ constexpr int kChallengePartHeight = 100;
 CUnlockCardDlg::CUnlockCardDlg(HWND parent, const PwdRuleArgs* rules, void* context, UnlockCallback unlock,
                                ChallengeCallback getChallenge, const wchar_t* readerName, TimerCallback timer,
                                void* timerContext, int periodMs)
-    : CSecureDialog(IDD_UNLOCK, parent),
-      pContext(context),
-      m_readerName(readerName),
-      bPreventAlphaPIN(rules ? rules->bPreventAlphaPIN : 0),
-      bAllowWeakPIN(rules ? rules->bAllowWeakPIN : 1),
+    : CSecureDialog(IDD_UNLOCK, parent), pContext(context), m_readerName(readerName),
+      bPreventAlphaPIN(rules ? rules->bPreventAlphaPIN : 0), bAllowWeakPIN(rules ? rules->bAllowWeakPIN : 1),
       dwMinPINLen(rules ? rules->dwMinPINLen : CVPIN_NO_LENGTH_RULE),
-      dwMaxPINLen(rules ? rules->dwMaxPINLen : CVPIN_NO_LENGTH_RULE),
-      m_unlock(unlock),
-      m_getChallenge(getChallenge),
-      m_timer(timer),
-      m_timerContext(timerContext),
-      m_periodMs(periodMs) {
+      dwMaxPINLen(rules ? rules->dwMaxPINLen : CVPIN_NO_LENGTH_RULE), m_unlock(unlock),
+      m_getChallenge(getChallenge), m_timer(timer), m_timerContext(timerContext), m_periodMs(periodMs) {
     LogScope log(L"CUnlockCardDlg::CUnlockCardDlg");
     m_lockWatcher = std::make_unique<CVDelegateSubscriberWorkstationLocked>(this);
 }
@@ -90,14 +83,15 @@ BOOL CUnlockCardDlg::OnInitDialog() {
         UseStaticCodeLayout();
     }
 
-    m_cardWatcher =
-        std::make_unique<CVDelegateSubscriberCardRemoved>(this, CardRemovedMessage(), m_readerName.GetString());
-    for (int id : {IDC_UL_NEW_PIN_EDIT, IDC_UL_CONFIRM_EDIT}) SendDlgItemMessageW(m_hWnd, id, EM_SETPASSWORDCHAR, L'*', 0);
+    m_cardWatcher = std::make_unique<CVDelegateSubscriberCardRemoved>(this, CardRemovedMessage(),
+                                                                      m_readerName.GetString());
+    for (int id : {IDC_UL_NEW_PIN_EDIT, IDC_UL_CONFIRM_EDIT})
+        SendDlgItemMessageW(m_hWnd, id, EM_SETPASSWORDCHAR, L'*', 0);
     if (m_timer && m_periodMs != 0) SetTimer(m_hWnd, 1, static_cast<UINT>(m_periodMs), nullptr);
 
     PostMessageW(m_hWnd, kDisplayPolicies, 0, 0);
     SetForegroundWindow(m_hWnd);
-    SetFocus(Item(IDC_UL_RESPONSE_EDIT));  // the user types the help desk's code first
+    SetFocus(Item(IDC_UL_RESPONSE_EDIT)); // the user types the help desk's code first
     return FALSE;
 }
 
@@ -116,13 +110,13 @@ void CUnlockCardDlg::UseStaticCodeLayout() {
     const int shift = MulDiv(kChallengePartHeight, dc ? GetDeviceCaps(dc, LOGPIXELSY) : 96, 96);
     if (dc) ReleaseDC(m_hWnd, dc);
     for (int id : {IDC_UL_RESPONSE_LABEL, IDC_UL_RESPONSE_HINT, IDC_UL_NEW_PIN_LABEL, IDC_UL_RESPONSE_EDIT,
-                   IDC_UL_RULES_WIDTH, IDC_UL_CONFIRM_LABEL, IDC_UL_RULES_NOTE, IDC_UL_SEPARATOR, IDC_UL_NEW_PIN_EDIT,
-                   IDC_UL_CONFIRM_EDIT, IDC_UL_RULES_PLACEHOLDER, IDOK, IDCANCEL})
+                   IDC_UL_RULES_WIDTH, IDC_UL_CONFIRM_LABEL, IDC_UL_RULES_NOTE, IDC_UL_SEPARATOR,
+                   IDC_UL_NEW_PIN_EDIT, IDC_UL_CONFIRM_EDIT, IDC_UL_RULES_PLACEHOLDER, IDOK, IDCANCEL})
         unlock::MoveItem(m_hWnd, id, 0, -shift);
     RECT r;
     GetWindowRect(m_hWnd, &r);
-    GUILOG(CVLOG_DETAIL, L"WindowRect (left=%d,top=%d,right=%d,bottom=%d)", (int)r.left, (int)r.top, (int)r.right,
-           (int)r.bottom);
+    GUILOG(CVLOG_DETAIL, L"WindowRect (left=%d,top=%d,right=%d,bottom=%d)", (int)r.left, (int)r.top,
+           (int)r.right, (int)r.bottom);
     if (SetWindowPos(m_hWnd, nullptr, 0, 0, r.right - r.left, r.bottom - r.top - shift,
                      SWP_NOMOVE | SWP_NOZORDER | SWP_NOACTIVATE))
         GUILOG(CVLOG_DETAIL, L"SetWindowPos succeeded");
@@ -176,7 +170,7 @@ bool CUnlockCardDlg::OnCommand(WORD id, WORD code, HWND control) {
         if (!m_destroying) OnChangeEdit();
         return true;
     }
-    if (id == IDC_UL_RULES_WIDTH) return true;  // a static that may notify: nothing to do
+    if (id == IDC_UL_RULES_WIDTH) return true; // a static that may notify: nothing to do
     return CSecureDialog::OnCommand(id, code, control);
 }
 
@@ -198,10 +192,12 @@ void CUnlockCardDlg::OnOK() {
     HWND ok = Item(IDOK);
     if (ok && !IsWindowEnabled(ok)) return;
     if (m_newPinEdit.Text() != m_confirmEdit.Text()) {
-        CVErrMesDisplayEx(m_hWnd, fw::LoadResString(IDS_NEW_PIN_MISMATCH).c_str(), MB_OK | MB_ICONINFORMATION);
+        CVErrMesDisplayEx(m_hWnd, fw::LoadResString(IDS_NEW_PIN_MISMATCH).c_str(),
+                          MB_OK | MB_ICONINFORMATION);
         return;
     }
-    const int result = m_unlock ? m_unlock(pContext, unlock::WithoutDashes(Response()), m_newPinEdit.Text()) : -1;
+    const int result =
+        m_unlock ? m_unlock(pContext, unlock::WithoutDashes(Response()), m_newPinEdit.Text()) : -1;
     switch (unlock::OutcomeOf(static_cast<uint32_t>(result))) {
     case unlock::Outcome::Unlocked:
         // The card's own activity after the unlock must not look like a removal that cancels.

@@ -13,7 +13,7 @@
 #include "framework/secure_dialog_win.h"
 
 class CUnlockCardDlg : public CSecureDialog {
-public:
+  public:
     // Unblocks the card with the response (no dashes) and the new PIN; a card-layer code.
     typedef int (*UnlockCallback)(void* context, const CSecStr& response, const CSecStr& newPin);
     // Gets a fresh challenge; 0 when there is one.
@@ -22,11 +22,11 @@ public:
     // rules: the length, weak-PIN and digits-only rules (the same-PIN rule does not apply). The
     // timer calls timer(timerContext) every periodMs while the dialog is open (0: never).
     CUnlockCardDlg(HWND parent, const PwdRuleArgs* rules, void* context, UnlockCallback unlock,
-                   ChallengeCallback getChallenge, const wchar_t* readerName, TimerCallback timer, void* timerContext,
-                   int periodMs);
+                   ChallengeCallback getChallenge, const wchar_t* readerName, TimerCallback timer,
+                   void* timerContext, int periodMs);
     ~CUnlockCardDlg() override;
 
-protected:
+  protected:
     BOOL OnInitDialog() override;
     bool OnCommand(WORD id, WORD code, HWND control) override;
     void OnOK() override;
@@ -37,7 +37,7 @@ protected:
     bool OnMessage(UINT message, WPARAM wParam, LPARAM lParam, LRESULT& result) override;
     void DoDataExchange(fw::DataExchange& dx) override;
 
-private:
+  private:
     // Asks the card for a challenge and shows it; false when it has none.
     bool ShowNewChallenge();
     void UseStaticCodeLayout();

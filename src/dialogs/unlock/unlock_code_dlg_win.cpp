@@ -18,7 +18,9 @@ int CDisplayUCChild::LocCreate(HWND parent) {
     return CreateChild(parent) ? 1 : 0;
 }
 
-void CDisplayUCChild::DoDataExchange(fw::DataExchange& dx) { DDX_Text(dx, IDC_UC_CODE, m_code); }
+void CDisplayUCChild::DoDataExchange(fw::DataExchange& dx) {
+    DDX_Text(dx, IDC_UC_CODE, m_code);
+}
 
 void CDisplayUCChild::OnDestroy() {
     // The field showed the code: its buffers are overwritten before they are freed.
@@ -30,7 +32,8 @@ int CDisplayUCChild::IsNeverDisplayChecked() {
     return !box || SendMessageW(box, BM_GETCHECK, 0, 0) == BST_CHECKED;
 }
 
-CDisplayUnlockCodeDlg::CDisplayUnlockCodeDlg(HWND parent, const wchar_t* code, const wchar_t* readerName, int mode)
+CDisplayUnlockCodeDlg::CDisplayUnlockCodeDlg(HWND parent, const wchar_t* code, const wchar_t* readerName,
+                                             int mode)
     : CVDetectCardRemovedDlg(IDD_UNLOCK_CODE, parent, readerName), m_code(code), m_mode(mode) {}
 
 CDisplayUnlockCodeDlg::~CDisplayUnlockCodeDlg() {
@@ -47,7 +50,7 @@ BOOL CDisplayUnlockCodeDlg::OnInitDialog() {
 
     const RECT place = ItemRect(IDC_UC_PLACEHOLDER);
     m_pDisplayUCChild = std::make_unique<CDisplayUCChild>(m_mode, &place, m_code, m_hWnd);
-    m_code.Empty();  // the child holds it from here
+    m_code.Empty(); // the child holds it from here
     if (!m_pDisplayUCChild) {
         GUILOG(CVLOG_ERROR, L"m_pDisplayUCChild NULL");
     } else if (!m_pDisplayUCChild->LocCreate(m_hWnd)) {
@@ -62,8 +65,8 @@ BOOL CDisplayUnlockCodeDlg::OnInitDialog() {
 
 void CDisplayUnlockCodeDlg::OnOK() {
     // OK only closes the window; a ticked box is what makes the caller remove the code.
-    const bool never = !m_pDisplayUCChild || !m_pDisplayUCChild->GetSafeHwnd() ||
-                       m_pDisplayUCChild->IsNeverDisplayChecked();
+    const bool never =
+        !m_pDisplayUCChild || !m_pDisplayUCChild->GetSafeHwnd() || m_pDisplayUCChild->IsNeverDisplayChecked();
     EndDialog(never ? IDOK : IDCANCEL);
 }
 

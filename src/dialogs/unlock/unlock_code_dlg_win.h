@@ -8,7 +8,7 @@
 #include "dialogs/base/detect_card_removed_dlg_win.h"
 
 class CDisplayUCChild : public CBaseDialog::Impl {
-public:
+  public:
     CDisplayUCChild(int mode, const RECT* position, const CSecStr& code, HWND parent);
     ~CDisplayUCChild() override;
 
@@ -17,28 +17,28 @@ public:
     // True when the box is ticked, and when there is no box to tick.
     int IsNeverDisplayChecked();
 
-protected:
+  protected:
     void DoDataExchange(fw::DataExchange& dx) override;
     void OnDestroy() override;
 
-private:
+  private:
     CSecStr m_code;
 };
 
 class CDisplayUnlockCodeDlg : public CVDetectCardRemovedDlg {
-public:
+  public:
     // The window property on the parent that names the open display while it is shown.
     static constexpr const wchar_t* kWindowProperty = L"DisplayUCodeWnd";
 
     CDisplayUnlockCodeDlg(HWND parent, const wchar_t* code, const wchar_t* readerName, int mode);
     ~CDisplayUnlockCodeDlg() override;
 
-protected:
+  protected:
     BOOL OnInitDialog() override;
     void OnOK() override;
     void OnDestroy() override;
 
-private:
+  private:
     std::unique_ptr<CDisplayUCChild> m_pDisplayUCChild;
     CSecStr m_code;
     int m_mode;

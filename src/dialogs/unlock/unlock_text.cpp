@@ -21,7 +21,9 @@ CSecStr Grouped(const CSecStr& text, int length) {
 
 } // namespace
 
-CSecStr GroupByFour(const CSecStr& text) { return Grouped(text, text.GetLength()); }
+CSecStr GroupByFour(const CSecStr& text) {
+    return Grouped(text, text.GetLength());
+}
 
 CSecStr FirstFourGroups(const CSecStr& challenge) {
     const int length = challenge.GetLength();
