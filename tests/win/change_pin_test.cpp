@@ -46,7 +46,6 @@ struct ChangeWindow : Pins, Opened {
         if (!Finished()) RemoveCard(kReader);  // ends every PIN change, even one that may not be cancelled
     }
     HWND Field(int id) const { return FindDescendant(dialog, id); }
-    bool OkEnabled() const { return IsItemEnabled(dialog, IDOK); }
     bool Open() { return !Wait(300); }
     unsigned Finish() { return static_cast<unsigned>(Opened::Finish()); }
 };
@@ -133,7 +132,7 @@ TEST(ChangePinWindow, EveryRowShowsItsRuleAsTheUserTypesInAnyFieldAndEnterTakesB
         for (const wchar_t* c = s.text; *c; ++c)
             *c == L'\r' ? PressKey(w.dialog, VK_RETURN) : TypeChar(w.Field(s.field), *c == L'\b' ? VK_BACK : *c);
         EXPECT_EQ(Rows(w.dialog), s.rows);
-        EXPECT_EQ(w.OkEnabled(), s.ok);
+        EXPECT_EQ(IsItemEnabled(w.dialog, IDOK), s.ok);
         EXPECT_TRUE(*s.text != L'\r' || w.Open());
     }
     PressKey(w.dialog, VK_RETURN);
@@ -155,15 +154,15 @@ TEST(ChangePinWindow, AnEmptyCurrentPinKeepsOkDisabledOnlyWhenItIsAsked) {
         ChangeWindow w;
         TypeText(w.Field(IDC_NEW_PIN_EDIT), L"5555");
         TypeText(w.Field(IDC_CONFIRM_PIN_EDIT), L"5555");
-        EXPECT_FALSE(w.OkEnabled());
+        EXPECT_FALSE(IsItemEnabled(w.dialog, IDOK));
         TypeText(w.Field(IDC_CURRENT_PIN_EDIT), L"1");
-        EXPECT_TRUE(w.OkEnabled());
+        EXPECT_TRUE(IsItemEnabled(w.dialog, IDOK));
     }
     ChangeWindow w({0, 1, kNone, kNone, 0, 0, /*require the current PIN*/ false});
     EXPECT_FALSE(IsWindowVisible(w.Field(IDC_CURRENT_PIN_EDIT)));
     EXPECT_EQ(ItemText(GetParent(w.Field(IDC_CHANGE_INSTRUCTION)), IDC_CHANGE_INSTRUCTION),
               L"Choose a new PIN that meets the rules below.");
-    EXPECT_TRUE(w.OkEnabled());  // two empty fields agree, and no other rule is on
+    EXPECT_TRUE(IsItemEnabled(w.dialog, IDOK));  // two empty fields agree, and no other rule is on
     Click(w.dialog, IDOK);
     EXPECT_EQ(w.Finish(), 0u);
     EXPECT_STREQ(w.current, L"");
