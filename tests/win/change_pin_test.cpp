@@ -27,8 +27,7 @@ struct Options {
 
 // What the caller gets back.
 struct Pins {
-    wchar_t current[64] = L"untouched";
-    wchar_t next[64] = L"untouched";
+    wchar_t current[64] = L"untouched", next[64] = L"untouched";
     unsigned currentLength = 99, nextLength = 99;
 
     unsigned Ask(const Options& o) {
@@ -47,33 +46,26 @@ struct ChangeWindow : Pins, Opened {
         if (!Finished()) RemoveCard(kReader);  // ends every PIN change, even one that may not be cancelled
     }
     HWND Field(int id) const { return FindDescendant(dialog, id); }
-    void Type(int field, const wchar_t* text) { TypeText(Field(field), text); }
-    bool OkEnabled() const { return IsItemEnabled(dialog, IDOK); }
     bool Open() { return !Wait(300); }
     unsigned Finish() { return static_cast<unsigned>(Opened::Finish()); }
 };
 
-// The pixels of an icon's colour image: the library keeps icons of its own, so a row's icon is
-// recognised by what it shows, not by its handle.
+// The colour pixels of an icon: the library keeps icons of its own, so a row's icon is recognised
+// by what it shows, not by its handle.
 std::string IconPixels(HICON icon) {
     ICONINFO info{};
     if (!icon || !GetIconInfo(icon, &info)) return {};
-    BITMAP bitmap{};
-    GetObjectW(info.hbmColor, sizeof bitmap, &bitmap);
-    std::string pixels(static_cast<size_t>(bitmap.bmWidthBytes) * bitmap.bmHeight, '\0');
-    GetBitmapBits(info.hbmColor, static_cast<LONG>(pixels.size()), &pixels[0]);
+    std::string pixels(1 << 14, '\0');
+    pixels.resize(GetBitmapBits(info.hbmColor, static_cast<LONG>(pixels.size()), &pixels[0]));
     DeleteObject(info.hbmColor);
     DeleteObject(info.hbmMask);
     return pixels;
 }
 
 std::string RuleIconPixels(UINT id) {
-    HMODULE resources = LoadLibraryExW(L"Resources\\cv.corvana.gui.pinrc.dll", nullptr, LOAD_LIBRARY_AS_DATAFILE);
-    HICON icon = static_cast<HICON>(LoadImageW(resources, MAKEINTRESOURCEW(id), IMAGE_ICON, 16, 16, 0));
-    std::string pixels = IconPixels(icon);
-    DestroyIcon(icon);
-    FreeLibrary(resources);
-    return pixels;
+    static HMODULE resources =
+        LoadLibraryExW(L"Resources\\cv.corvana.gui.pinrc.dll", nullptr, LOAD_LIBRARY_AS_DATAFILE);
+    return IconPixels(static_cast<HICON>(LoadImageW(resources, MAKEINTRESOURCEW(id), IMAGE_ICON, 16, 16, LR_SHARED)));
 }
 
 // What a control shows on the screen once its pending paint is done.
@@ -96,39 +88,30 @@ std::string Rows(HWND top) {
     const int ids[][2] = {{IDC_RULE_MIN_TEXT, IDC_RULE_MIN_ICON},     {IDC_RULE_MAX_TEXT, IDC_RULE_MAX_ICON},
                           {IDC_RULE_WEAK_TEXT, IDC_RULE_WEAK_ICON},   {IDC_RULE_SAME_TEXT, IDC_RULE_SAME_ICON},
                           {IDC_RULE_ALPHA_TEXT, IDC_RULE_ALPHA_ICON}, {IDC_RULE_CONFIRM_TEXT, IDC_RULE_CONFIRM_ICON}};
-    std::string out;
+    std::string out = "------";
     std::vector<COLORREF> drawn[6];
     for (int i = 0; i < 6; ++i) {
         HWND text = FindDescendant(top, ids[i][0]), icon = FindDescendant(top, ids[i][1]);
-        if (!text || !icon || !IsWindowVisible(text)) {
-            out += '-';
-            continue;
-        }
+        if (!text || !icon || !IsWindowVisible(text)) continue;
         const std::string shown = IconPixels(reinterpret_cast<HICON>(SendMessageW(icon, STM_GETICON, 0, 0)));
         EXPECT_TRUE(IsWindowVisible(icon) && !met.empty() && met != unmet && (shown == met || shown == unmet));
-        out += shown == met ? '+' : 'x';
+        out[i] = shown == met ? '+' : 'x';
         drawn[i] = DrawnPixels(icon);
-    }
-    // On the screen too, rows with the same outcome look alike and the others do not.
-    for (int i = 0; i < 6; ++i) {
-        for (int j = i + 1; j < 6; ++j) {
-            if (out[i] == '-' || out[j] == '-') continue;
-            EXPECT_EQ(drawn[i] == drawn[j], out[i] == out[j]) << "icons of rows " << i << " and " << j;
-        }
+        // On the screen too, rows with the same outcome look alike and the others do not.
+        for (int j = 0; j < i; ++j)
+            EXPECT_TRUE(out[j] == '-' || (drawn[i] == drawn[j]) == (out[i] == out[j])) << "rows " << j << ", " << i;
     }
     return out;
 }
 
-Options AllRules() { return {/*digits only*/ 1, /*allow weak*/ 0, 6, 8}; }
-
 }  // namespace
 
-TEST(ChangePinWindow, EveryRowShowsItsRuleAsTheUserTypesInAnyField) {
+TEST(ChangePinWindow, EveryRowShowsItsRuleAsTheUserTypesInAnyFieldAndEnterTakesBothPinsOnlyOnceAllAreMet) {
     ScopedSetting samePin(L"Corvana.ChangePINPolicies.PreventSamePINChange", 1);
-    ChangeWindow w(AllRules());
+    ChangeWindow w({/*digits only*/ 1, /*allow weak*/ 0, 6, 8});
     struct Step {
         int field;
-        const wchar_t* text;  // L"\b" takes one character back
+        const wchar_t* text;  // L"\b" takes one character back, L"\r" is Enter
         const char* rows;     // min, max, weak, same, digits, confirmation
         bool ok;
     } steps[] = {
@@ -141,16 +124,26 @@ TEST(ChangePinWindow, EveryRowShowsItsRuleAsTheUserTypesInAnyField) {
         {IDC_NEW_PIN_EDIT, L"000", "+x+++x", false},
         {IDC_NEW_PIN_EDIT, L"\b\b\b", "++++++", true},
         {IDC_CURRENT_PIN_EDIT, L"\b\b\b\b\b\b123459", "+++x++", false},
+        {0, L"\r", "+++x++", false},  // Enter with OK disabled keeps the window
+        {IDC_CURRENT_PIN_EDIT, L"\b1", "++++++", true},
     };
     for (const Step& s : steps) {
         SCOPED_TRACE(testing::Message() << "after typing into " << s.field);
-        for (const wchar_t* c = s.text; *c; ++c) TypeChar(w.Field(s.field), *c == L'\b' ? VK_BACK : *c);
+        for (const wchar_t* c = s.text; *c; ++c)
+            *c == L'\r' ? PressKey(w.dialog, VK_RETURN) : TypeChar(w.Field(s.field), *c == L'\b' ? VK_BACK : *c);
         EXPECT_EQ(Rows(w.dialog), s.rows);
-        EXPECT_EQ(w.OkEnabled(), s.ok);
+        EXPECT_EQ(IsItemEnabled(w.dialog, IDOK), s.ok);
+        EXPECT_TRUE(*s.text != L'\r' || w.Open());
     }
+    PressKey(w.dialog, VK_RETURN);
+    EXPECT_EQ(w.Finish(), 0u);
+    EXPECT_STREQ(w.current, L"123451");
+    EXPECT_STREQ(w.next, L"123459");
+    EXPECT_EQ(w.currentLength + w.nextLength, 12u);
 }
 
-TEST(ChangePinWindow, RulesThatAreOffHaveNoRow) {
+TEST(ChangePinWindow, RulesThatAreOffHaveNoRowAndItOpensOnALockedSession) {
+    LockedSession locked;
     ChangeWindow w;  // weak PINs allowed, no lengths, letters allowed, same PIN allowed
     EXPECT_EQ(Rows(w.dialog), "-----+");
     EXPECT_TRUE(IsWindowVisible(w.Field(IDC_RULE_BOX)));
@@ -159,38 +152,20 @@ TEST(ChangePinWindow, RulesThatAreOffHaveNoRow) {
 TEST(ChangePinWindow, AnEmptyCurrentPinKeepsOkDisabledOnlyWhenItIsAsked) {
     {
         ChangeWindow w;
-        w.Type(IDC_NEW_PIN_EDIT, L"5555");
-        w.Type(IDC_CONFIRM_PIN_EDIT, L"5555");
-        EXPECT_FALSE(w.OkEnabled());
-        w.Type(IDC_CURRENT_PIN_EDIT, L"1");
-        EXPECT_TRUE(w.OkEnabled());
+        TypeText(w.Field(IDC_NEW_PIN_EDIT), L"5555");
+        TypeText(w.Field(IDC_CONFIRM_PIN_EDIT), L"5555");
+        EXPECT_FALSE(IsItemEnabled(w.dialog, IDOK));
+        TypeText(w.Field(IDC_CURRENT_PIN_EDIT), L"1");
+        EXPECT_TRUE(IsItemEnabled(w.dialog, IDOK));
     }
-    Options noCurrent;
-    noCurrent.requireCurrent = false;
-    ChangeWindow w(noCurrent);
+    ChangeWindow w({0, 1, kNone, kNone, 0, 0, /*require the current PIN*/ false});
     EXPECT_FALSE(IsWindowVisible(w.Field(IDC_CURRENT_PIN_EDIT)));
-    wchar_t instruction[256] = {};
-    GetWindowTextW(w.Field(IDC_CHANGE_INSTRUCTION), instruction, 256);
-    EXPECT_STREQ(instruction, L"Choose a new PIN that meets the rules below.");
-    EXPECT_TRUE(w.OkEnabled());  // two empty fields agree, and no other rule is on
+    EXPECT_EQ(ItemText(GetParent(w.Field(IDC_CHANGE_INSTRUCTION)), IDC_CHANGE_INSTRUCTION),
+              L"Choose a new PIN that meets the rules below.");
+    EXPECT_TRUE(IsItemEnabled(w.dialog, IDOK));  // two empty fields agree, and no other rule is on
     Click(w.dialog, IDOK);
     EXPECT_EQ(w.Finish(), 0u);
     EXPECT_STREQ(w.current, L"");
-}
-
-TEST(ChangePinWindow, EnterWithOkDisabledKeepsTheWindowOkReturnsBothPins) {
-    ChangeWindow w(AllRules());
-    w.Type(IDC_NEW_PIN_EDIT, L"918273");
-    PressKey(w.dialog, VK_RETURN);
-    EXPECT_TRUE(w.Open());
-    w.Type(IDC_CURRENT_PIN_EDIT, L"246813");
-    w.Type(IDC_CONFIRM_PIN_EDIT, L"918273");
-    PressKey(w.dialog, VK_RETURN);
-    EXPECT_EQ(w.Finish(), 0u);
-    EXPECT_STREQ(w.current, L"246813");
-    EXPECT_STREQ(w.next, L"918273");
-    EXPECT_EQ(w.currentLength, 6u);
-    EXPECT_EQ(w.nextLength, 6u);
 }
 
 // The setting alone does not prevent cancelling: only together with a first use. A removed card
@@ -199,9 +174,7 @@ TEST(ChangePinWindow, OnlyAFirstUseChangeThatCannotBeCancelledStaysOnCancelAndLo
     ScopedSetting disable(L"Corvana.ChangePINPolicies.DisableCancelChangePINatFirstUse", 1);
     for (int firstUse : {0, 1}) {
         SCOPED_TRACE(firstUse);
-        Options o;
-        o.firstUse = firstUse;
-        ChangeWindow w(o);
+        ChangeWindow w({0, 1, kNone, kNone, firstUse});
         EXPECT_EQ(IsItemEnabled(w.dialog, IDCANCEL), firstUse == 0);
         if (firstUse) {
             PressKey(w.dialog, VK_ESCAPE);
@@ -213,11 +186,6 @@ TEST(ChangePinWindow, OnlyAFirstUseChangeThatCannotBeCancelledStaysOnCancelAndLo
         RemoveCard(kReader);
         EXPECT_EQ(w.Finish(), kFailed);
     }
-}
-
-TEST(ChangePinWindow, OpensOnALockedSession) {
-    LockedSession locked;
-    ChangeWindow w;  // opens
 }
 
 TEST(ChangePinCall, InvalidArgumentsFailWithoutAWindow) {
@@ -254,17 +222,11 @@ struct HostWindow {
         TypeText(GetDlgItem(forms.back()->GetSafeHwnd(), IDC_CONFIRM_PIN_EDIT), confirm);
     }
     // What a caller passes to take the PINs from its forms.
-    Options Embedded(int showLastTry = 0) const {
-        Options o;
-        o.showLastTry = showLastTry;
-        o.parent = hwnd;
-        o.requireCurrent = false;
-        return o;
-    }
+    Options Embedded(int showLastTry = 0) const { return {0, 1, kNone, kNone, 0, showLastTry, false, hwnd}; }
 };
 }  // namespace
 
-TEST(EmbeddedChangePinForm, ThePinsComeFromTheFormAppendedLastIfItMeetsTheRules) {
+TEST(EmbeddedChangePinForm, ThePinsComeFromTheFormAppendedLastIfItMeetsTheRulesAfterAnyLastTryWarning) {
     HostWindow host;
     host.AddForm(L"135792", L"135792");
     host.AddForm(L"864213", L"864213");
@@ -276,18 +238,15 @@ TEST(EmbeddedChangePinForm, ThePinsComeFromTheFormAppendedLastIfItMeetsTheRules)
     host.forms.pop_back();  // a destroyed form is no longer found
     EXPECT_EQ(pins.Ask(host.Embedded()), 0u);
     EXPECT_STREQ(pins.next, L"135792");
+    {
+        ChangeWindow warning(host.Embedded(/*last try*/ 1));  // first, even with a form that would succeed
+        Click(warning.dialog, IDCANCEL);
+        EXPECT_EQ(warning.Finish(), kFailed);
+        EXPECT_STREQ(warning.next, L"untouched");
+    }
 
     host.AddForm(L"135792", L"135790");  // a form breaking a rule fails, without showing anything
     Pins untouched;
     EXPECT_EQ(untouched.Ask(host.Embedded()), kFailed);
     EXPECT_STREQ(untouched.next, L"untouched");
-}
-
-TEST(EmbeddedChangePinForm, TheLastTryWarningComesFirst) {
-    HostWindow host;
-    host.AddForm(L"135792", L"135792");  // a form that would succeed
-    ChangeWindow w(host.Embedded(/*last try*/ 1));  // the warning
-    Click(w.dialog, IDCANCEL);
-    EXPECT_EQ(w.Finish(), kFailed);
-    EXPECT_STREQ(w.next, L"untouched");
 }

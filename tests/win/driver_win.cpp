@@ -2,6 +2,7 @@
 
 #include <cctype>
 #include <chrono>
+#include <cstdio>
 #include "cvpingui.h"
 
 namespace drv {
@@ -17,6 +18,19 @@ void ForEachWindow(DWORD thread, HWND parent, Visit visit) {
     auto step = [](HWND hwnd, LPARAM lParam) -> BOOL { return !(*reinterpret_cast<Visit*>(lParam))(hwnd); };
     if (parent) EnumChildWindows(parent, step, reinterpret_cast<LPARAM>(&visit));
     else EnumThreadWindows(thread, step, reinterpret_cast<LPARAM>(&visit));
+}
+
+// The first window of the thread for which is() holds; null on time-out or once stop() holds.
+HWND WaitForWindow(DWORD thread, const std::function<bool(HWND)>& is, int timeoutMs,
+                   const std::function<bool()>& stop = [] { return false; }) {
+    HWND found = nullptr;
+    WaitUntil(
+        [&] {
+            ForEachWindow(thread, nullptr, [&](HWND hwnd) { return is(hwnd) && (found = hwnd) != nullptr; });
+            return found != nullptr || stop();
+        },
+        timeoutMs);
+    return found;
 }
 }  // namespace
 
@@ -41,40 +55,10 @@ Caller::Caller(std::function<int()> call)
     WaitUntil([this] { return m_threadId.load() != 0; });
 }
 
-Caller::~Caller() {
-    if (m_thread.joinable()) m_thread.join();
-}
-
-bool Caller::Wait(int timeoutMs) { return WaitUntil([this] { return m_done.load(); }, timeoutMs); }
-
 HWND WaitForDialog(const Caller& caller, int timeoutMs) {
-    HWND found = nullptr;
-    WaitUntil(
-        [&] {
-            ForEachWindow(caller.ThreadId(), nullptr, [&](HWND hwnd) {
-                wchar_t cls[32] = {};
-                GetClassNameW(hwnd, cls, 32);
-                if (IsWindowVisible(hwnd) && wcscmp(cls, L"#32770") == 0) found = hwnd;
-                return found != nullptr;
-            });
-            return found != nullptr || caller.Finished();
-        },
-        timeoutMs);
-    return found;
-}
-
-Opened::~Opened() {
-    if (!Finished() && dialog) Click(dialog, IDCANCEL);
-}
-
-void TypeChar(HWND edit, wchar_t ch) { SendMessageW(edit, WM_CHAR, ch, 1); }
-
-void TypeText(HWND edit, const wchar_t* text) {
-    for (; *text; ++text) TypeChar(edit, *text);
-}
-
-void Click(HWND dialog, int id) {
-    if (HWND button = GetDlgItem(dialog, id)) SendMessageW(button, BM_CLICK, 0, 0);
+    // Dialogs are of the system's dialog class, whose atom is 32770 ("#32770").
+    auto isDialog = [](HWND hwnd) { return IsWindowVisible(hwnd) && GetClassLongPtrW(hwnd, GCW_ATOM) == 32770; };
+    return WaitForWindow(caller.ThreadId(), isDialog, timeoutMs, [&] { return caller.Finished(); });
 }
 
 void PressKey(HWND dialog, UINT vk) {
@@ -104,58 +88,18 @@ std::wstring ItemText(HWND dialog, int id) {
     return text;
 }
 
-void ClickAway(HWND dialog, int id) { PostMessageW(GetDlgItem(dialog, id), BM_CLICK, 0, 0); }
-
 HWND WaitForDialogOver(DWORD threadId, HWND over, int timeoutMs) {
-    struct Search {
-        HWND over, found;
-    } search{over, nullptr};
-    WaitUntil(
-        [&] {
-            search.found = nullptr;
-            EnumThreadWindows(
-                threadId,
-                [](HWND w, LPARAM s) {
-                    auto* search = reinterpret_cast<Search*>(s);
-                    if (w != search->over && IsWindowVisible(w)) search->found = w;
-                    return TRUE;
-                },
-                reinterpret_cast<LPARAM>(&search));
-            return search.found != nullptr;
-        },
-        timeoutMs);
-    return search.found;
+    return WaitForWindow(threadId, [over](HWND hwnd) { return hwnd != over && IsWindowVisible(hwnd); }, timeoutMs);
 }
 
 std::wstring HelpDeskResponse(const std::wstring& challenge, const std::wstring& adminKey) {
-    std::wstring command = L"cvhelpdesk.exe " + challenge + L" " + adminKey;
-    SECURITY_ATTRIBUTES inherit{sizeof inherit, nullptr, TRUE};
-    HANDLE readEnd = nullptr, writeEnd = nullptr;
-    if (!CreatePipe(&readEnd, &writeEnd, &inherit, 0)) return L"";
-    SetHandleInformation(readEnd, HANDLE_FLAG_INHERIT, 0);
-    STARTUPINFOW startup{};
-    startup.cb = sizeof startup;
-    startup.dwFlags = STARTF_USESTDHANDLES;
-    startup.hStdOutput = startup.hStdError = writeEnd;
-    PROCESS_INFORMATION process{};
-    const BOOL started = CreateProcessW(nullptr, &command[0], nullptr, nullptr, TRUE, CREATE_NO_WINDOW, nullptr,
-                                        nullptr, &startup, &process);
-    CloseHandle(writeEnd);
-    std::string output;
-    char buffer[128];
-    DWORD read = 0;
-    while (started && ReadFile(readEnd, buffer, sizeof buffer, &read, nullptr) && read > 0) output.append(buffer, read);
-    if (started) {
-        WaitForSingleObject(process.hProcess, 30000);
-        CloseHandle(process.hThread);
-        CloseHandle(process.hProcess);
-    }
-    CloseHandle(readEnd);
-    std::wstring response;  // "1A2B 3C4D 5E6F 7081"
-    for (char c : output) {
+    FILE* tool = _wpopen((L"cvhelpdesk.exe " + challenge + L" " + adminKey).c_str(), L"r");
+    std::wstring response;  // the tool prints "1A2B 3C4D 5E6F 7081"
+    for (int c; tool && (c = fgetc(tool)) != EOF;) {
         if (c == ' ') response += L'-';
-        else if (isxdigit(static_cast<unsigned char>(c))) response += static_cast<wchar_t>(c);
+        else if (isxdigit(c)) response += static_cast<wchar_t>(c);
     }
+    if (tool) _pclose(tool);
     return response;
 }
 
@@ -168,15 +112,9 @@ ScopedSetting::ScopedSetting(const wchar_t* name, DWORD value) : m_name(name) {
 }
 
 ScopedSetting::ScopedSetting(const wchar_t* name, const wchar_t* value) : m_name(name) {
-    RegSetKeyValueW(HKEY_CURRENT_USER, kSettingsKey, name, REG_SZ, value,
-                    static_cast<DWORD>((wcslen(value) + 1) * sizeof(wchar_t)));
+    RegSetKeyValueW(HKEY_CURRENT_USER, kSettingsKey, name, REG_SZ, value, DWORD((wcslen(value) + 1) * sizeof(wchar_t)));
 }
 
 ScopedSetting::~ScopedSetting() { RegDeleteKeyValueW(HKEY_CURRENT_USER, kSettingsKey, m_name.c_str()); }
-
-LockedSession::LockedSession() {
-    CVPinGuiSetSessionStateProvider([](unsigned* state) { return static_cast<int>(*state = 0); });
-}
-LockedSession::~LockedSession() { CVPinGuiSetSessionStateProvider(nullptr); }
 
 }  // namespace drv

@@ -6,6 +6,7 @@
 #include <functional>
 #include <string>
 #include <thread>
+#include "cvpingui.h"
 
 namespace drv {
 
@@ -18,11 +19,15 @@ bool WaitUntil(const std::function<bool()>& cond, int timeoutMs = kTimeoutMs);
 class Caller {
 public:
     explicit Caller(std::function<int()> call);
-    ~Caller();  // joins
+    ~Caller() {
+        if (m_thread.joinable()) m_thread.join();
+    }
     DWORD ThreadId() const { return m_threadId.load(); }
     bool Finished() const { return m_done.load(); }
     // Waits for the call to return; false on time-out.
-    bool Wait(int timeoutMs = kTimeoutMs);
+    bool Wait(int timeoutMs = kTimeoutMs) {
+        return WaitUntil([this] { return m_done.load(); }, timeoutMs);
+    }
     int Result() const { return m_result.load(); }
 
 private:
@@ -47,11 +52,16 @@ public:
     const HWND dialog;
 };
 
-void TypeChar(HWND edit, wchar_t ch);
-void TypeText(HWND edit, const wchar_t* text);
+inline void TypeChar(HWND edit, wchar_t ch) { SendMessageW(edit, WM_CHAR, ch, 1); }
+inline void TypeText(HWND edit, const wchar_t* text) {
+    for (; *text; ++text) TypeChar(edit, *text);
+}
 inline void Backspace(HWND edit) { TypeChar(edit, VK_BACK); }
 // Clicks like a mouse: nothing happens on a disabled button.
-void Click(HWND dialog, int id);
+inline void Click(HWND dialog, int id) { SendMessageW(GetDlgItem(dialog, id), BM_CLICK, 0, 0); }
+inline Opened::~Opened() {
+    if (!Finished() && dialog) Click(dialog, IDCANCEL);
+}
 // Enter/Escape the way a keyboard does (through the dialog's message loop, to the control with
 // the focus); returns when the dialog's thread has handled them.
 void PressKey(HWND dialog, UINT vk);
@@ -62,7 +72,7 @@ std::wstring ItemText(HWND dialog, int id);
 HWND FindDescendant(HWND top, int id);
 
 // Clicks without waiting for what the click opens (a sent click would wait for a nested dialog).
-void ClickAway(HWND dialog, int id);
+inline void ClickAway(HWND dialog, int id) { PostMessageW(GetDlgItem(dialog, id), BM_CLICK, 0, 0); }
 // A visible window of the thread other than `over` (a nested dialog or a message box); null on
 // time-out.
 HWND WaitForDialogOver(DWORD threadId, HWND over, int timeoutMs = kTimeoutMs);
@@ -86,10 +96,9 @@ private:
 };
 
 // The session reads as locked for the life of the object.
-class LockedSession {
-public:
-    LockedSession();
-    ~LockedSession();
+struct LockedSession {
+    LockedSession() { CVPinGuiSetSessionStateProvider([](unsigned* state) { return static_cast<int>(*state = 0); }); }
+    ~LockedSession() { CVPinGuiSetSessionStateProvider(nullptr); }
 };
 
 }  // namespace drv

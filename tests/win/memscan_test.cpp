@@ -33,19 +33,15 @@ struct MaskedPin {
 const char kPinAlphabet[] = "0123456789ABCDEFGHJKLMNPQRSTUVWXYZ";
 const char kHexAlphabet[] = "0123456789ABCDEF";
 
-MaskedPin MakeSecret(int length, const char* alphabet) {
+MaskedPin MakeSecret(int length, const char* alphabet = kPinAlphabet) {
     const size_t letters = strlen(alphabet);
     MaskedPin pin{length};
-    unsigned char key = 0;
-    BCryptGenRandom(nullptr, &key, 1, BCRYPT_USE_SYSTEM_PREFERRED_RNG);
     BCryptGenRandom(nullptr, pin.masked, kMaxPinLength, BCRYPT_USE_SYSTEM_PREFERRED_RNG);
-    pin.key = key | 0x80;
+    pin.key = pin.masked[kMaxPinLength - 1] | 0x80;  // random too
     for (int i = 0; i < length; ++i)
         pin.masked[i] = static_cast<unsigned char>(alphabet[pin.masked[i] % letters] ^ pin.key);
     return pin;
 }
-
-MaskedPin MakePin(int length) { return MakeSecret(length, kPinAlphabet); }
 
 // Finds pin[from, from+count) as ANSI (step 1) or UTF-16LE (step 2) bytes in the process.
 size_t CountCopies(const MaskedPin& pin, int from, int count, int step) {
@@ -73,10 +69,12 @@ size_t CountCopies(const MaskedPin& pin, int from, int count, int step) {
     return found;
 }
 
-size_t CountAllForms(const MaskedPin& pin) {
+// The library holds codes as text only in UTF-16 (wideOnly); the simulated module's profile
+// parser leaves ANSI copies of the profile's texts behind, which are not the library's to wipe.
+size_t CountAllForms(const MaskedPin& pin, bool wideOnly = false) {
     const int n = pin.length, tail = n / 2;  // a freed block may keep its tail only
-    return CountCopies(pin, 0, n, 1) + CountCopies(pin, 0, n, 2) + CountCopies(pin, n - tail, tail, 1) +
-           CountCopies(pin, n - tail, tail, 2);
+    size_t found = CountCopies(pin, 0, n, 2) + CountCopies(pin, n - tail, tail, 2);
+    return wideOnly ? found : found + CountCopies(pin, 0, n, 1) + CountCopies(pin, n - tail, tail, 1);
 }
 
 const wchar_t kReader[] = L"Simulated Reader 0";
@@ -88,90 +86,36 @@ bool Same(const MaskedPin& pin, const Char* text) {
     return true;
 }
 
-// Runs call, types each PIN into its field of the window it opens and a typo, taken back, into
-// the last field (the edit's own buffers must not keep it either), and clicks OK; the call's result.
-int TypeAndConfirm(std::function<int()> call, std::initializer_list<std::pair<int, const MaskedPin*>> fields) {
-    Opened opened(std::move(call));
+using Fields = std::initializer_list<std::pair<int, const MaskedPin*>>;
+
+// Types each secret into its field of dialog; the last field's edit.
+HWND TypeInto(HWND dialog, Fields fields) {
     HWND edit = nullptr;
-    if (!opened.dialog) return Opened::kNoResult;
     for (const auto& field : fields) {
-        edit = FindDescendant(opened.dialog, field.first);
+        edit = FindDescendant(dialog, field.first);
         for (int i = 0; i < field.second->length; ++i) TypeChar(edit, field.second->At(i));
     }
+    return edit;
+}
+
+// Runs call, types each PIN into its field of the window it opens and a typo, taken back, into
+// the last field (the edit's own buffers must not keep it either), and clicks OK; the call's result.
+int TypeAndConfirm(std::function<int()> call, Fields fields) {
+    Opened opened(std::move(call));
+    if (!opened.dialog) return Opened::kNoResult;
+    HWND edit = TypeInto(opened.dialog, fields);
     TypeChar(edit, L'x');
     Backspace(edit);
     Click(opened.dialog, IDOK);
     return opened.Finish();
 }
 
-struct ChangeOut {
-    wchar_t current[64], next[64];
-    unsigned currentLength = 0, nextLength = 0;
-};
-
-unsigned ChangePin(const MaskedPin& current, const MaskedPin& next, ChangeOut& out, unsigned nextSize) {
-    return static_cast<unsigned>(TypeAndConfirm(
-        [&] {
-            return (int)GetChangePINInfoFromUser_s(0, 1, 4, 64, 0, 0, out.next, nextSize, &out.nextLength, out.current,
-                                                   64, &out.currentLength, kReader, nullptr, 1, nullptr, nullptr, 0);
-        },
-        {{IDC_CURRENT_PIN_EDIT, &current}, {IDC_CONFIRM_PIN_EDIT, &next}, {IDC_NEW_PIN_EDIT, &next}}));
+// A profile function of the simulated module.
+template <class Function>
+Function SimProfile(const char* name) {
+    FARPROC function = GetProcAddress(LoadLibraryW(L"cv.smmw.mwctl.dll"), name);
+    return reinterpret_cast<Function>(reinterpret_cast<void*>(function));
 }
-}  // namespace
-
-
-TEST(PinMemory, ScannerFindsAPlantedCopy) {
-    MaskedPin pin = MakePin(kMaxPinLength);
-    std::vector<wchar_t> planted(kMaxPinLength);
-    for (int i = 0; i < kMaxPinLength; ++i) planted[i] = pin.At(i);
-    EXPECT_GE(CountCopies(pin, 0, kMaxPinLength, 2), 1u);
-    SecureZeroMemory(planted.data(), planted.size() * sizeof(wchar_t));
-    EXPECT_EQ(CountCopies(pin, 0, kMaxPinLength, 2), 0u);
-}
-
-TEST(PinMemory, NoCopyOfTheTypedPinSurvivesTheCall) {
-    for (int pinLength : kPinLengths) {
-        SCOPED_TRACE(pinLength);
-        MaskedPin pin = MakePin(pinLength);
-        ASSERT_EQ(CountAllForms(pin), 0u);
-        char* buffer = nullptr;
-        unsigned length = 0;
-        auto ask = [&] { return GetPINFromUser(nullptr, kReader, 0, 4, 64, &buffer, &length, nullptr, nullptr, 0); };
-        ASSERT_EQ(TypeAndConfirm(ask, {{IDC_PIN_EDIT, &pin}}), CVPIN_OK);
-        ASSERT_EQ(length, static_cast<unsigned>(pinLength));
-        EXPECT_TRUE(Same(pin, buffer));
-        FreeGetPinBuffer(buffer, length);
-        EXPECT_EQ(CountAllForms(pin), 0u);
-    }
-}
-
-TEST(PinMemory, NoCopyOfEitherPinSurvivesTheChange) {
-    for (int pinLength : kPinLengths) {
-        SCOPED_TRACE(pinLength);
-        MaskedPin current = MakePin(pinLength), next = MakePin(pinLength);
-        ASSERT_EQ(CountAllForms(current) + CountAllForms(next), 0u);
-        ChangeOut out;
-        ASSERT_EQ(ChangePin(current, next, out, 64), 0u);
-        ASSERT_EQ(out.currentLength, static_cast<unsigned>(pinLength));
-        ASSERT_EQ(out.nextLength, static_cast<unsigned>(pinLength));
-        EXPECT_TRUE(Same(current, out.current) && Same(next, out.next));
-        SecureZeroMemory(&out, sizeof(out));
-        EXPECT_EQ(CountAllForms(current) + CountAllForms(next), 0u);
-    }
-}
-
-// The current PIN fits the caller's buffer, the new one does not: the call fails and takes back
-// what it had already copied.
-TEST(PinMemory, AFailedChangeLeavesNoPinInTheCallersBuffers) {
-    MaskedPin current = MakePin(16), next = MakePin(16);
-    ChangeOut out;
-    EXPECT_EQ(ChangePin(current, next, out, 8), 0xFFFFFFFFu);
-    EXPECT_EQ(out.currentLength + out.nextLength, 0u);
-    EXPECT_EQ(CountAllForms(current) + CountAllForms(next), 0u);
-}
-
-namespace {
-
 
 // A profile with a blocked card whose static code (and stored unlock code) is `code`; the text
 // is wiped after loading, so only the module's own copy (bytes, not text) remains.
@@ -182,25 +126,12 @@ bool LoadCardWithCode(const MaskedPin& code, bool stored) {
     for (int i = 0; i < code.length; ++i) hex += static_cast<char>(code.At(i));
     json += stored ? R"("unlockCode": ")" + hex + R"("}}]})" : R"("unblock": {"staticCode": ")" + hex + R"("}}}]})";
     SecureZeroMemory(&hex[0], hex.size());
-    HMODULE sim = LoadLibraryW(L"cv.smmw.mwctl.dll");
-    auto load = reinterpret_cast<int (*)(const char*)>(reinterpret_cast<void*>(GetProcAddress(sim, "CvSimLoadProfileJson")));
-    const bool loaded = load && load(json.c_str()) == 0;
+    const bool loaded = SimProfile<int (*)(const char*)>("CvSimLoadProfileJson")(json.c_str()) == 0;
     SecureZeroMemory(&json[0], json.size());
     return loaded;
 }
 
-void RestoreDefaultProfile() {
-    HMODULE sim = LoadLibraryW(L"cv.smmw.mwctl.dll");
-    auto load = reinterpret_cast<int (*)()>(reinterpret_cast<void*>(GetProcAddress(sim, "CvSimLoadDefaultProfile")));
-    if (load) load();
-}
-
-// The library holds codes as text only in UTF-16; the simulated module's profile parser leaves
-// ANSI copies of the profile's texts behind, which are not the library's to wipe.
-size_t CountWideForms(const MaskedPin& code) {
-    const int n = code.length, tail = n / 2;
-    return CountCopies(code, 0, n, 2) + CountCopies(code, n - tail, tail, 2);
-}
+void RestoreDefaultProfile() { SimProfile<int (*)()>("CvSimLoadDefaultProfile")(); }
 
 // code as the display groups it: "-" after every fourth digit.
 MaskedPin Grouped(const MaskedPin& code) {
@@ -214,29 +145,80 @@ MaskedPin Grouped(const MaskedPin& code) {
 }
 }  // namespace
 
+TEST(PinMemory, ScannerFindsAPlantedCopy) {
+    MaskedPin pin = MakeSecret(kMaxPinLength);
+    std::vector<wchar_t> planted(kMaxPinLength);
+    for (int i = 0; i < kMaxPinLength; ++i) planted[i] = pin.At(i);
+    EXPECT_GE(CountCopies(pin, 0, kMaxPinLength, 2), 1u);
+    SecureZeroMemory(planted.data(), planted.size() * sizeof(wchar_t));
+    EXPECT_EQ(CountCopies(pin, 0, kMaxPinLength, 2), 0u);
+}
+
+TEST(PinMemory, NoCopyOfTheTypedPinSurvivesTheCall) {
+    for (int pinLength : kPinLengths) {
+        SCOPED_TRACE(pinLength);
+        MaskedPin pin = MakeSecret(pinLength);
+        ASSERT_EQ(CountAllForms(pin), 0u);
+        char* buffer = nullptr;
+        unsigned length = 0;
+        auto ask = [&] { return GetPINFromUser(nullptr, kReader, 0, 4, 64, &buffer, &length, nullptr, nullptr, 0); };
+        ASSERT_EQ(TypeAndConfirm(ask, {{IDC_PIN_EDIT, &pin}}), CVPIN_OK);
+        ASSERT_EQ(length, static_cast<unsigned>(pinLength));
+        EXPECT_TRUE(Same(pin, buffer));
+        FreeGetPinBuffer(buffer, length);
+        EXPECT_EQ(CountAllForms(pin), 0u);
+    }
+}
+
+// In the last case the current PIN fits the caller's buffer, the new one does not: the call fails
+// and takes back what it had already copied.
+TEST(PinMemory, NoCopyOfEitherPinSurvivesTheChangeOrItsFailure) {
+    for (const auto& c : {std::make_pair(16, 64u), std::make_pair(40, 64u), std::make_pair(16, 8u)}) {
+        SCOPED_TRACE(c.first);
+        MaskedPin current = MakeSecret(c.first), next = MakeSecret(c.first);
+        ASSERT_EQ(CountAllForms(current) + CountAllForms(next), 0u);
+        struct {
+            wchar_t current[64], next[64];
+            unsigned currentLength = 0, nextLength = 0;
+        } out;
+        auto change = [&] {
+            return (int)GetChangePINInfoFromUser_s(0, 1, 4, 64, 0, 0, out.next, c.second, &out.nextLength, out.current,
+                                                   64, &out.currentLength, kReader, nullptr, 1, nullptr, nullptr, 0);
+        };
+        const bool fits = c.second == 64;
+        ASSERT_EQ(TypeAndConfirm(change, {{IDC_CURRENT_PIN_EDIT, &current}, {IDC_CONFIRM_PIN_EDIT, &next},
+                                          {IDC_NEW_PIN_EDIT, &next}}),
+                  fits ? 0 : -1);
+        EXPECT_EQ(out.currentLength + out.nextLength, fits ? 2u * c.first : 0u);
+        if (fits) {
+            EXPECT_TRUE(Same(current, out.current) && Same(next, out.next));
+            SecureZeroMemory(&out, sizeof(out));  // the caller's part; a failed call must do it itself
+        }
+        EXPECT_EQ(CountAllForms(current) + CountAllForms(next), 0u);
+    }
+}
+
+
 // The unlock of a card with a static code, which the test knows and so can look for: 16 digits by
 // rule; the new PIN may be longer on this card.
 TEST(PinMemory, NoCopyOfTheNewPinOrTheCodeSurvivesTheUnlock) {
     for (int pinLength : kPinLengths) {
         SCOPED_TRACE(pinLength);
-        MaskedPin code = MakeSecret(16, kHexAlphabet), newPin = MakePin(pinLength);
+        MaskedPin code = MakeSecret(16, kHexAlphabet), newPin = MakeSecret(pinLength);
         ASSERT_TRUE(LoadCardWithCode(code, false));
-        ASSERT_EQ(CountWideForms(code) + CountAllForms(newPin), 0u);
+        ASSERT_EQ(CountAllForms(code, true) + CountAllForms(newPin), 0u);
         Opened opened([] { return (int)ShowUnlockDialog(nullptr, L"Memscan Reader", nullptr); });
         ASSERT_NE(opened.dialog, nullptr);
         WaitUntil([&] { return FindDescendant(opened.dialog, IDC_RULE_BOX) != nullptr; });
-        for (const auto& field : {std::make_pair(IDC_UL_RESPONSE_EDIT, &code), std::make_pair(IDC_UL_NEW_PIN_EDIT, &newPin),
-                                  std::make_pair(IDC_UL_CONFIRM_EDIT, &newPin)}) {
-            HWND edit = FindDescendant(opened.dialog, field.first);
-            for (int i = 0; i < field.second->length; ++i) TypeChar(edit, field.second->At(i));
-        }
+        TypeInto(opened.dialog,
+                 {{IDC_UL_RESPONSE_EDIT, &code}, {IDC_UL_NEW_PIN_EDIT, &newPin}, {IDC_UL_CONFIRM_EDIT, &newPin}});
         ClickAway(opened.dialog, IDOK);
         HWND success = WaitForDialogOver(opened.ThreadId(), opened.dialog);
         ASSERT_NE(success, nullptr);
         Click(success, IDOK);
         ASSERT_EQ(opened.Finish(), IDOK);
         RestoreDefaultProfile();  // the card itself keeps its new PIN, until it goes
-        EXPECT_EQ(CountWideForms(code) + CountAllForms(newPin), 0u);
+        EXPECT_EQ(CountAllForms(code, true) + CountAllForms(newPin), 0u);
     }
 }
 
@@ -248,6 +230,6 @@ TEST(PinMemory, NoCopyOfTheUnlockCodeSurvivesItsDisplay) {
     ASSERT_NE(opened.dialog, nullptr);
     Click(opened.dialog, IDOK);
     ASSERT_EQ(opened.Finish(), 0);
-    EXPECT_EQ(CountWideForms(code) + CountWideForms(shown), 0u);
+    EXPECT_EQ(CountAllForms(code, true) + CountAllForms(shown, true), 0u);
     RestoreDefaultProfile();
 }
