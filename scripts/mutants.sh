@@ -81,7 +81,6 @@ unlock_test=Unlock.TheResponse* | src/dialogs/unlock/unlock_card_dlg_win.cpp | a
 unlock_test=Unlock.AWrongResponse* | src/dialogs/unlock/unlock_card_dlg_win.cpp | if (m_challengeMode) ShowNewChallenge(); | (void)0;
 unlock_test=Unlock.TheTransaction* | src/dialogs/unlock/unlock_card_dlg_win.cpp | if (m_timer && m_periodMs != 0) SetTimer(m_hWnd, 1, static_cast<UINT>(m_periodMs), nullptr); | (void)0;
 unlock_notices_test=Notices.TheUnlockCode* | src/dialogs/unlock/unlock_code_dlg_win.cpp | EndDialog(never ? IDOK : IDCANCEL); | EndDialog(IDOK);
-memscan_test=PinMemory.NoCopyOfTheNewPinOrTheCode* | src/framework/edit_wipe_win.cpp | SendMessageW(edit, EM_REPLACESEL, FALSE, reinterpret_cast<LPARAM>(filler.c_str())); | (void)0;
 memscan_test=PinMemory.NoCopyOfTheUnlockCode* | src/dialogs/unlock/unlock_code_dlg_win.cpp | fw::WipeEditText(Item(IDC_UC_CODE)); | (void)0;
 EOF
 )
