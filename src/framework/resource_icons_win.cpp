@@ -43,4 +43,9 @@ void ReleaseResourceIcons() {
     Icons().clear();
 }
 
+void SetSmallIcon(HWND window, UINT id) {
+    if (HICON icon = ResourceIcon(id, GetSystemMetrics(SM_CXSMICON), GetSystemMetrics(SM_CYSMICON)))
+        SendMessageW(window, WM_SETICON, ICON_SMALL, reinterpret_cast<LPARAM>(icon));
+}
+
 }  // namespace fw

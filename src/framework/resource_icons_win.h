@@ -15,6 +15,9 @@ HICON ResourceIcon(UINT id, int cx = 0, int cy = 0);
 // Shows icon id in the SS_ICON static control of dialog; does nothing when either is missing.
 void SetItemIcon(HWND dialog, int controlId, UINT id);
 
+// Icon id as the small icon of window (its caption and task button).
+void SetSmallIcon(HWND window, UINT id);
+
 // Destroys every cached icon (the resource library is being changed or let go).
 void ReleaseResourceIcons();
 

@@ -37,8 +37,7 @@ BOOL CChangePINDialogMain::OnInitDialog() {
     LogScope log(L"CChangePINDialogMain::OnInitDialog");
     OnInitDialogSecure();
     GUILOG(CVLOG_INFO, L"Loading icon...");
-    if (HICON icon = fw::ResourceIcon(IDI_CHANGE_PIN, 16, 16))
-        SendMessageW(m_hWnd, WM_SETICON, ICON_SMALL, reinterpret_cast<LPARAM>(icon));
+    fw::SetSmallIcon(m_hWnd, IDI_CHANGE_PIN);
     m_okButton = Item(IDOK);
     if (m_rules.bDisableCancel) EnableItem(IDCANCEL, false);
 

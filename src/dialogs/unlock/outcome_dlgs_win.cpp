@@ -13,10 +13,6 @@ CUnlockFailedDlg::CUnlockFailedDlg(HWND parent, const wchar_t* message, int mode
     m_lockWatcher = std::make_unique<CVDelegateSubscriberWorkstationLocked>(this);
 }
 
-CUnlockFailedDlg::~CUnlockFailedDlg() {
-    m_lockWatcher.reset();
-}
-
 BOOL CUnlockFailedDlg::OnInitDialog() {
     LogScope log(L"CUnlockFailedDlg::OnInitDialog");
     OnInitDialogSecure();
@@ -26,9 +22,9 @@ BOOL CUnlockFailedDlg::OnInitDialog() {
         if (!title.empty()) SetWindowTextW(m_hWnd, title.c_str());
         std::wstring heading = fw::LoadResString(IDS_UNLOCK_FAILED_HEADING);
         if (!heading.empty()) SetItemText(IDC_OUTCOME_TITLE, heading.c_str());
-        unlock::SetSmallIcon(m_hWnd, IDI_UNLOCK_FAILED);
+        fw::SetSmallIcon(m_hWnd, IDI_UNLOCK_FAILED);
     } else {
-        unlock::SetSmallIcon(m_hWnd, IDI_UNLOCK);
+        fw::SetSmallIcon(m_hWnd, IDI_UNLOCK);
     }
     fw::SetItemIcon(m_hWnd, IDC_OUTCOME_ICON, IDI_UNLOCK_FAILED);
     SetItemText(IDC_OUTCOME_MESSAGE, m_message.GetString());
@@ -59,14 +55,10 @@ CUnlockSuccessDlg::CUnlockSuccessDlg(HWND parent) : CSecureDialog(IDD_UNLOCK_SUC
     m_lockWatcher = std::make_unique<CVDelegateSubscriberWorkstationLocked>(this);
 }
 
-CUnlockSuccessDlg::~CUnlockSuccessDlg() {
-    m_lockWatcher.reset();
-}
-
 BOOL CUnlockSuccessDlg::OnInitDialog() {
     LogScope log(L"CUnlockSuccessDlg::OnInitDialog");
     OnInitDialogSecure();
-    unlock::SetSmallIcon(m_hWnd, IDI_UNLOCK);
+    fw::SetSmallIcon(m_hWnd, IDI_UNLOCK);
     unlock::SetBoldTitle(m_hWnd, IDC_OUTCOME_TITLE, m_titleFont);
     unlock::BringToTop(m_hWnd);
     return TRUE;
@@ -77,14 +69,10 @@ CUnlockInitToolDlg::CUnlockInitToolDlg(HWND parent, const wchar_t* readerName)
     m_lockWatcher = std::make_unique<CVDelegateSubscriberWorkstationLocked>(this);
 }
 
-CUnlockInitToolDlg::~CUnlockInitToolDlg() {
-    m_lockWatcher.reset();
-}
-
 BOOL CUnlockInitToolDlg::OnInitDialog() {
     LogScope log(L"CUnlockInitToolDlg::OnInitDialog");
     CVDetectCardRemovedDlg::OnInitDialog();
-    unlock::SetSmallIcon(m_hWnd, IDI_UNLOCK);
+    fw::SetSmallIcon(m_hWnd, IDI_UNLOCK);
     unlock::SetBoldTitle(m_hWnd, IDC_OUTCOME_TITLE, m_titleFont);
     std::wstring message;
     ReadStringSetting(L"Corvana.Notifications.CardLocked.Message", message);

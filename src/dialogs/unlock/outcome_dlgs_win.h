@@ -14,7 +14,6 @@ class CUnlockFailedDlg : public CSecureDialog {
     // mode 1: the failure to read an unlock code (own title, heading and icon); otherwise an
     // unlock that failed.
     CUnlockFailedDlg(HWND parent, const wchar_t* message, int mode);
-    ~CUnlockFailedDlg() override;
 
   protected:
     BOOL OnInitDialog() override;
@@ -32,7 +31,6 @@ class CUnlockFailedDlg : public CSecureDialog {
 class CUnlockSuccessDlg : public CSecureDialog {
   public:
     explicit CUnlockSuccessDlg(HWND parent);
-    ~CUnlockSuccessDlg() override;
 
   protected:
     BOOL OnInitDialog() override;
@@ -45,7 +43,6 @@ class CUnlockSuccessDlg : public CSecureDialog {
 class CUnlockInitToolDlg : public CVDetectCardRemovedDlg {
   public:
     CUnlockInitToolDlg(HWND parent, const wchar_t* readerName);
-    ~CUnlockInitToolDlg() override;
 
   protected:
     BOOL OnInitDialog() override;

@@ -2,6 +2,7 @@
 
 #include "dialogs/unlock/unlock_text.h"
 #include "dialogs/unlock/unlock_window_win.h"
+#include "framework/resource_icons_win.h"
 #include "resource_ids.h"
 #include "services/log.h"
 
@@ -187,7 +188,7 @@ BOOL CResetCardDialogMain::Impl::OnInitDialog() {
     LogScope log(L"CResetCardDialogMain::OnInitDialog");
     OnInitDialogSecure();
     GUILOG(CVLOG_INFO, L"Loading icon...");
-    unlock::SetSmallIcon(m_hWnd, IDI_CHANGE_PIN);
+    fw::SetSmallIcon(m_hWnd, IDI_CHANGE_PIN);
     m_okButton = Item(IDOK);
 
     const RECT place = ItemRect(IDC_RC_FORM_PLACEHOLDER);

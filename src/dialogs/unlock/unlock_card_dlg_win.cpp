@@ -6,6 +6,7 @@
 #include "dialogs/unlock/unlock_window_win.h"
 #include "dialogs/base/error_text_win.h"
 #include "framework/edit_wipe_win.h"
+#include "framework/resource_icons_win.h"
 #include "resource_ids.h"
 #include "services/agent_notify_win.h"
 #include "services/help_display_win.h"
@@ -58,7 +59,7 @@ void CUnlockCardDlg::DoDataExchange(fw::DataExchange& dx) {
 BOOL CUnlockCardDlg::OnInitDialog() {
     LogScope log(L"CUnlockCardDlg::OnInitDialog");
     OnInitDialogSecure();
-    unlock::SetSmallIcon(m_hWnd, IDI_UNLOCK);
+    fw::SetSmallIcon(m_hWnd, IDI_UNLOCK);
     unlock::SetBoldTitle(m_hWnd, IDC_UL_TITLE, m_titleFont);
 
     CVData tel;

@@ -2,6 +2,7 @@
 
 #include "dialogs/unlock/unlock_window_win.h"
 #include "framework/edit_wipe_win.h"
+#include "framework/resource_icons_win.h"
 #include "resource_ids.h"
 #include "services/log.h"
 
@@ -45,7 +46,7 @@ BOOL CDisplayUnlockCodeDlg::OnInitDialog() {
     LogScope log(L"CDisplayUnlockCodeDlg::OnInitDialog");
     CVDetectCardRemovedDlg::OnInitDialog();
     if (!fw::ResourceModule()) GUILOG(CVLOG_ERROR, L"g_hResInstance is NULL");
-    unlock::SetSmallIcon(m_hWnd, IDI_UNLOCK);
+    fw::SetSmallIcon(m_hWnd, IDI_UNLOCK);
     if (m_hWndParent) SetPropW(m_hWndParent, kWindowProperty, m_hWnd);
 
     const RECT place = ItemRect(IDC_UC_PLACEHOLDER);

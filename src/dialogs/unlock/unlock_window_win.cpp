@@ -1,7 +1,6 @@
 #include "dialogs/unlock/unlock_window_win.h"
 
 #include "framework/dialog_win.h"
-#include "framework/resource_icons_win.h"
 
 namespace unlock {
 
@@ -15,11 +14,6 @@ void SetBoldTitle(HWND dialog, int id, fw::Font& font) {
     lf.lfWidth = 0;
     font.Reset(CreateFontIndirectW(&lf));
     if (font) SendMessageW(title, WM_SETFONT, reinterpret_cast<WPARAM>(font.Get()), TRUE);
-}
-
-void SetSmallIcon(HWND dialog, UINT id) {
-    if (HICON icon = fw::ResourceIcon(id, GetSystemMetrics(SM_CXSMICON), GetSystemMetrics(SM_CYSMICON)))
-        SendMessageW(dialog, WM_SETICON, ICON_SMALL, reinterpret_cast<LPARAM>(icon));
 }
 
 void BringToTop(HWND dialog) {

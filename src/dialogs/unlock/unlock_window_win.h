@@ -1,4 +1,4 @@
-// What every window of the unlock shares: the bold title, the small icon, and coming to the top
+// What every window of the unlock shares: the bold title and coming to the top
 // of every other window when it opens (the unlock runs on behalf of a background component).
 #pragma once
 #include <windows.h>
@@ -9,8 +9,6 @@ namespace unlock {
 
 // Gives control id of dialog a bold copy of its font; font owns the copy.
 void SetBoldTitle(HWND dialog, int id, fw::Font& font);
-// Icon id of the resource library as the window's small icon.
-void SetSmallIcon(HWND dialog, UINT id);
 // Foreground, and topmost without moving or resizing.
 void BringToTop(HWND dialog);
 // Moves control id of dialog by dy pixels (up when negative) without resizing; a missing
